@@ -1,0 +1,6 @@
+#include "HostCaptureApp.h"
+
+int RunHostCapture(int, char**)
+{
+    return 0;
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "CCallbackMap.h"
+#include "CObraClientIf.h"
+#include "CObraRequest.h"
+#include "CThread.h"
+
+#include <pthread.h>
+
+#include <cstdint>
+#include <string>
+
+// The program's client of the local management daemon qmxd: finds out whether the daemon is
+// installed and ready, attaches with a reference count, exchanges OBRA documents over the JSON
+// request channel and, when asked, receives events on a thread of its own.
+class CSwitchClient : public CObraClientIf
+{
+public:
+    CSwitchClient();
+    ~CSwitchClient() override;
+    CSwitchClient(const CSwitchClient&) = delete;
+    CSwitchClient& operator=(const CSwitchClient&) = delete;
+
+    // CObraClientRequestIf
+    bool Attach(const char* serverName) override;
+    void Detach() override;
+    uint32_t Request(CObraRequest& request, uint32_t timeout) override;
+    bool RequestCabinetNumber(uint32_t& cabinetNumber) override;
+    bool SetApplicationName(const char* name) override;
+    bool IsInterfaceSupported(const char* name) override;
+    bool GetInterfaceName(std::string& name) override;
+    uint32_t GetLastErrorCode() override;
+    void GetLastErrorText(std::string& text) override;
+
+    // CObraClientEventIf
+    void EnableEvents(bool enable) override;
+    void RegisterEventCallback(uint64_t key, EventCallback callback) override;
+    bool UnregisterEventCallback(uint64_t key) override;
+
+    // Detach steps for the last reference without taking the client mutex (the release routine
+    // of the report run): drops one reference and, at zero, disables events and closes the channel.
+    void DetachWithoutLock();
+
+    bool IsServiceInstalled(const std::string& path);
+    bool IsServiceRunning(const std::string& servicePath);
+
+    // The logical path of the installed daemon front-end ("/opt/TessmarkQDX/bin/tmqdx"), empty
+    // until found. Stat calls map it through SysPath.
+    const std::string& GetServicePath() const { return m_ServicePath; }
+    const std::string& GetApplicationName() const { return m_ApplicationName; }
+    uint32_t GetAttachCount() const { return m_AttachCount; }
+    int GetRequestChannel() const { return m_FdRequestChannel; }
+    bool AreEventsEnabled() const { return m_EventsEnabled; }
+    void SetLastError(uint32_t code);
+
+private:
+    // Event side (CSwitchClientEvents.cpp).
+    bool EnableEventsLocked();
+    void DisableEventsLocked();
+    void ThreadEventMain();
+    static void* ThreadEventMainTrampoline(void* self);
+    bool WaitForServiceAvailable(int terminateFd);
+    void DispatchEvent(CObraRequest& event);
+
+    int m_FdRequestChannel = -1;
+    uint32_t m_AttachCount = 0;
+    std::string m_ApplicationName;
+    std::string m_ServicePath;
+    pthread_mutex_t m_ClientMutex;
+    uint32_t m_LastErrorCode = 0;
+    const char* m_LastErrorText;
+
+    int m_FdEventChannel = -1;
+    int m_TerminationPipe[2] = {-1, -1};
+    bool m_EventsEnabled = false;
+    volatile bool m_ThreadRunning = false;
+    CThread m_EventThread;
+    pthread_mutex_t m_EventsMutex;
+    CCallbackMap m_CallbackMap;
+};

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+// The fixed texts of the report page: the head (doctype, style sheet with the six status icons,
+// the opening of the title block), the fragments around the date, and the tail (the fold-out
+// script and the end of the page).
+namespace ReportTemplate
+{
+const std::string& Head();
+extern const char* const AfterTitle; // "</h2>\n    <h3>"
+extern const char* const AfterDate;  // "</h3>\n  </div>"
+const std::string& Tail();
+// The local date and time as "%Y-%m-%d %H:%M:%S" (empty when formatting fails).
+std::string FormatReportDate();
+} // namespace ReportTemplate
