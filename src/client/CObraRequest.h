@@ -3,6 +3,7 @@
 #include <rapidjson/document.h>
 
 #include <cstdint>
+#include <string>
 
 // Kind of a command's "DA" member. None means the document lacks the shape or the member.
 enum class ObraDataType

@@ -1,0 +1,373 @@
+#include "CObraRequest.h"
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace
+{
+// True when the document has the envelope {"SIP": {... "CMD": [...]}}.
+rapidjson::Value* CommandArray(rapidjson::Document& document)
+{
+    if (!document.IsObject())
+        return nullptr;
+    auto sip = document.FindMember("SIP");
+    if (sip == document.MemberEnd() || !sip->value.IsObject())
+        return nullptr;
+    auto commands = sip->value.FindMember("CMD");
+    if (commands == sip->value.MemberEnd() || !commands->value.IsArray())
+        return nullptr;
+    return &commands->value;
+}
+
+const rapidjson::Value* CommandArray(const rapidjson::Document& document)
+{
+    return CommandArray(const_cast<rapidjson::Document&>(document));
+}
+
+// Writes a value without recursion: replies are accepted however deeply they nest, and a
+// recursive writer would run out of stack on them where the parser did not.
+void WriteIteratively(const rapidjson::Value& root, rapidjson::Writer<rapidjson::StringBuffer>& writer)
+{
+    struct Frame
+    {
+        const rapidjson::Value* value;
+        rapidjson::SizeType next;
+    };
+    std::vector<Frame> stack;
+
+    auto writeScalarOrOpen = [&](const rapidjson::Value& value) {
+        switch (value.GetType())
+        {
+        case rapidjson::kNullType:
+            writer.Null();
+            break;
+        case rapidjson::kFalseType:
+            writer.Bool(false);
+            break;
+        case rapidjson::kTrueType:
+            writer.Bool(true);
+            break;
+        case rapidjson::kStringType:
+            writer.String(value.GetString(), value.GetStringLength());
+            break;
+        case rapidjson::kNumberType:
+            if (value.IsInt())
+                writer.Int(value.GetInt());
+            else if (value.IsUint())
+                writer.Uint(value.GetUint());
+            else if (value.IsInt64())
+                writer.Int64(value.GetInt64());
+            else if (value.IsUint64())
+                writer.Uint64(value.GetUint64());
+            else
+                writer.Double(value.GetDouble());
+            break;
+        case rapidjson::kObjectType:
+            writer.StartObject();
+            stack.push_back({&value, 0});
+            break;
+        case rapidjson::kArrayType:
+            writer.StartArray();
+            stack.push_back({&value, 0});
+            break;
+        }
+    };
+
+    writeScalarOrOpen(root);
+    while (!stack.empty())
+    {
+        Frame& top = stack.back();
+        const rapidjson::Value& container = *top.value;
+        if (container.IsObject())
+        {
+            if (top.next == container.MemberCount())
+            {
+                writer.EndObject(container.MemberCount());
+                stack.pop_back();
+                continue;
+            }
+            const auto& member = *(container.MemberBegin() + top.next);
+            ++top.next;
+            writer.Key(member.name.GetString(), member.name.GetStringLength());
+            writeScalarOrOpen(member.value); // may reallocate the stack: top is not used after
+        }
+        else
+        {
+            if (top.next == container.Size())
+            {
+                writer.EndArray(container.Size());
+                stack.pop_back();
+                continue;
+            }
+            const rapidjson::Value& element = container[top.next];
+            ++top.next;
+            writeScalarOrOpen(element);
+        }
+    }
+}
+
+// strtoul over a JSON string, which may hold zero bytes (conversion stops there, as at any other
+// unfit character).
+uint32_t ConvertNumberText(const rapidjson::Value& text)
+{
+    std::string digits(text.GetString(), text.GetStringLength());
+    size_t length = digits.size();
+    if (length >= 3 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X'))
+        return static_cast<uint32_t>(std::strtoul(digits.c_str() + 2, nullptr, 16));
+    if (length >= 2 && digits[0] == '0')
+        return static_cast<uint32_t>(std::strtoul(digits.c_str() + 1, nullptr, 8));
+    return static_cast<uint32_t>(std::strtoul(digits.c_str(), nullptr, 10));
+}
+
+// Bytes that one number of a data array stands for.
+uint32_t NumberWidth(const rapidjson::Value& number)
+{
+    if (!number.IsUint64())
+        return 8;
+    uint64_t value = number.GetUint64();
+    if (value < 0x100)
+        return 1;
+    if (value < 0x10000)
+        return 2;
+    if (value <= 0xFFFFFFFFull)
+        return 4;
+    return 8;
+}
+
+uint32_t ArrayDataSize(const rapidjson::Value& array)
+{
+    if (array.Empty())
+        return 0;
+    bool allStrings = true;
+    bool allNumbers = true;
+    for (const auto& element : array.GetArray())
+    {
+        allStrings = allStrings && element.IsString();
+        allNumbers = allNumbers && element.IsNumber();
+    }
+    uint32_t size = 0;
+    if (allStrings)
+    {
+        for (const auto& element : array.GetArray())
+            size += element.GetStringLength() + 1;
+        return size + 1;
+    }
+    if (allNumbers)
+    {
+        for (const auto& element : array.GetArray())
+            size += NumberWidth(element);
+        return size;
+    }
+    return 0;
+}
+} // namespace
+
+CObraRequest::CObraRequest(int slot) : m_Slot(slot)
+{
+    Reset();
+}
+
+void CObraRequest::Reset()
+{
+    // A fresh document brings a fresh memory pool: the pool of a reused document only grows.
+    rapidjson::Document fresh;
+    fresh.SetObject();
+    auto& allocator = fresh.GetAllocator();
+    rapidjson::Value sip(rapidjson::kObjectType);
+    sip.AddMember("V", 1, allocator);
+    sip.AddMember("CMD", rapidjson::Value(rapidjson::kArrayType), allocator);
+    fresh.AddMember("SIP", sip, allocator);
+    m_Document.Swap(fresh);
+}
+
+rapidjson::Value& CObraRequest::CommandAtSlot()
+{
+    rapidjson::Value* commands = CommandArray(m_Document);
+    if (commands == nullptr)
+    {
+        Reset();
+        commands = CommandArray(m_Document);
+    }
+    // A negative slot cannot address a command; it is given the first one rather than nothing.
+    rapidjson::SizeType index = m_Slot < 0 ? 0 : static_cast<rapidjson::SizeType>(m_Slot);
+    auto& allocator = m_Document.GetAllocator();
+    while (commands->Size() <= index)
+        commands->PushBack(rapidjson::Value(rapidjson::kObjectType), allocator);
+    rapidjson::Value& command = (*commands)[index];
+    if (!command.IsObject())
+        command.SetObject();
+    return command;
+}
+
+void CObraRequest::SetCommandNumber(const char* key, uint32_t value, bool removeIfZero)
+{
+    if (key == nullptr)
+        return;
+    if (removeIfZero && value == 0)
+    {
+        RemoveCommandMember(key);
+        return;
+    }
+    rapidjson::Value& command = CommandAtSlot();
+    auto member = command.FindMember(key);
+    if (member != command.MemberEnd())
+    {
+        member->value.SetUint(value);
+        return;
+    }
+    auto& allocator = m_Document.GetAllocator();
+    command.AddMember(rapidjson::Value(key, allocator), rapidjson::Value(value), allocator);
+}
+
+void CObraRequest::RemoveCommandMember(const char* key)
+{
+    if (key == nullptr)
+        return;
+    rapidjson::Value& command = CommandAtSlot();
+    command.RemoveMember(key);
+}
+
+std::string CObraRequest::Serialize() const
+{
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    WriteIteratively(m_Document, writer);
+    return std::string(buffer.GetString(), buffer.GetSize());
+}
+
+bool CObraRequest::ParseReply(const char* text)
+{
+    if (text == nullptr)
+    {
+        Reset();
+        return false;
+    }
+    rapidjson::Document parsed;
+    parsed.Parse<rapidjson::kParseIterativeFlag>(text);
+    bool accepted = false;
+    if (!parsed.HasParseError() && parsed.IsObject())
+    {
+        auto sip = parsed.FindMember("SIP");
+        if (sip != parsed.MemberEnd() && sip->value.IsObject())
+        {
+            auto version = sip->value.FindMember("V");
+            accepted = version != sip->value.MemberEnd() && version->value.IsNumber() &&
+                       version->value.GetDouble() == 1.0;
+        }
+    }
+    if (!accepted)
+    {
+        Reset();
+        return false;
+    }
+    m_Document.Swap(parsed);
+    return true;
+}
+
+const rapidjson::Value* GetCommand(const CObraRequest& request, int slot)
+{
+    const rapidjson::Value* commands = CommandArray(request.Document());
+    if (commands == nullptr || slot < 0 || static_cast<rapidjson::SizeType>(slot) >= commands->Size())
+        return nullptr;
+    const rapidjson::Value& command = (*commands)[static_cast<rapidjson::SizeType>(slot)];
+    return command.IsObject() ? &command : nullptr;
+}
+
+uint32_t GetCmdValue(const CObraRequest& request, int slot, const char* key, uint32_t defaultValue)
+{
+    const rapidjson::Value* command = GetCommand(request, slot);
+    if (command == nullptr || key == nullptr)
+        return defaultValue;
+    auto member = command->FindMember(key);
+    if (member == command->MemberEnd())
+        return defaultValue;
+    const rapidjson::Value& value = member->value;
+    if (value.IsUint64())
+        return static_cast<uint32_t>(value.GetUint64());
+    if (value.IsInt64())
+        return static_cast<uint32_t>(static_cast<uint64_t>(value.GetInt64()));
+    if (value.IsNumber())
+    {
+        // A fractional number: its integral part, when that fits into 64 bits at all.
+        double number = value.GetDouble();
+        if (number > -9.2e18 && number < 9.2e18)
+            return static_cast<uint32_t>(static_cast<uint64_t>(static_cast<int64_t>(number)));
+        return defaultValue;
+    }
+    if (value.IsString())
+        return ConvertNumberText(value);
+    return defaultValue;
+}
+
+ObraDataType GetDataType(const CObraRequest& request, int slot)
+{
+    const rapidjson::Value* command = GetCommand(request, slot);
+    if (command == nullptr)
+        return ObraDataType::None;
+    auto data = command->FindMember("DA");
+    if (data == command->MemberEnd())
+        return ObraDataType::None;
+    switch (data->value.GetType())
+    {
+    case rapidjson::kNullType:
+        return ObraDataType::Null;
+    case rapidjson::kFalseType:
+        return ObraDataType::False;
+    case rapidjson::kTrueType:
+        return ObraDataType::True;
+    case rapidjson::kObjectType:
+        return ObraDataType::Object;
+    case rapidjson::kArrayType:
+        return ObraDataType::Array;
+    case rapidjson::kStringType:
+        return ObraDataType::String;
+    case rapidjson::kNumberType:
+        return ObraDataType::Number;
+    }
+    return ObraDataType::None;
+}
+
+uint32_t GetDataSize(const CObraRequest& request, int slot)
+{
+    const rapidjson::Value* command = GetCommand(request, slot);
+    if (command == nullptr)
+        return 0;
+    auto member = command->FindMember("DA");
+    if (member == command->MemberEnd())
+        return 0;
+    const rapidjson::Value& data = member->value;
+    switch (data.GetType())
+    {
+    case rapidjson::kNumberType:
+        if (data.IsInt() || data.IsUint())
+            return 4;
+        if (data.IsInt64() || data.IsUint64())
+            return 8;
+        return 0;
+    case rapidjson::kStringType:
+        return data.GetStringLength() + 1;
+    case rapidjson::kFalseType:
+    case rapidjson::kTrueType:
+        return 1;
+    case rapidjson::kArrayType:
+        return ArrayDataSize(data);
+    case rapidjson::kObjectType:
+    {
+        auto raw = data.FindMember("RAW");
+        if (raw == data.MemberEnd())
+            return 0;
+        if (raw->value.IsArray())
+            return raw->value.Size();
+        if (raw->value.IsString())
+            return raw->value.GetStringLength();
+        return 0;
+    }
+    case rapidjson::kNullType:
+        return 0;
+    }
+    return 0;
+}
