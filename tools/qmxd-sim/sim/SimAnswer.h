@@ -1,0 +1,44 @@
+#pragma once
+
+#include <rapidjson/document.h>
+
+#include <atomic>
+#include <string>
+
+// Misbehaviour the daemon shows when it answers one command. Several faulty commands in one
+// request combine: the longest delay, the most chunks, any hang-up win.
+struct SimFault
+{
+    int delayMs = 0;          // wait before replying
+    int chunks = 0;           // send the reply frame in this many pieces (0 or 1: in one piece)
+    int chunkGapMs = 20;      // pause between the pieces
+    bool hasVersion = false;  // reply with "SIP"."V" = version instead of 1
+    int version = 1;
+    int shortBy = 0;          // length word promises this many bytes more than are sent; the
+                              // connection then stays open and silent
+    bool hangup = false;      // close the connection instead of replying
+    bool omitStatus = false;  // leave "ST" out of this command
+    bool hasReplyText = false; // send replyText verbatim as the reply body
+    std::string replyText;
+    int count = -1;           // misbehave for the first count matching commands only (-1: always)
+};
+
+// What the daemon answers for one (OC, OE, OI). The JSON values live in the profile's document.
+struct SimAnswer
+{
+    const rapidjson::Value* status = nullptr; // "ST" as written (a number, or a string such as "0x0")
+    const rapidjson::Value* data = nullptr;   // "DA"; null pointer: no "DA" in the reply
+    bool hasFault = false;
+    SimFault fault;
+    mutable std::atomic<int> faultUses{0};
+
+    // True when the fault applies to this match; counts the use.
+    bool TakeFault() const
+    {
+        if (!hasFault)
+            return false;
+        if (fault.count < 0)
+            return true;
+        return faultUses.fetch_add(1) < fault.count;
+    }
+};
