@@ -1,37 +1,150 @@
-// Provisional trace implementation: level from TM_LOG_DEBUG_LEVEL, lines to stderr.
-// The full facility (ini configuration, log file, ring buffer) replaces this file.
 #include "CDebug.h"
 
-#include <cstdio>
-#include <cstdlib>
+#include "Clock.h"
+#include "SysPath.h"
 
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <syslog.h>
+#include <unistd.h>
+
+// Built during static initialisation. Its constructor relies only on things that are ready before
+// any dynamic initialisation (the environment, the C library and the constant-initialised clock
+// seam), and nothing else is expected to trace from a static constructor: calls that arrive before
+// construction or after destruction find m_Alive false and do nothing.
 CDebug g_Debug("HostCapture");
+
+namespace
+{
+const char kTrailer[] = "## TRACE-END ##\n";
+}
 
 CDebug::CDebug(const char* applicationName)
 {
-    if (applicationName != nullptr && *applicationName != '\0')
-        Init(applicationName);
+    m_ProcessId = getpid();
+    time_t now = CClock::Get().Now();
+    struct tm local;
+    if (localtime_r(&now, &local) != nullptr)
+        asctime_r(&local, m_StartTimeText);
+    std::memcpy(m_Trailer, kTrailer, sizeof(kTrailer));
+    m_TrailerLength = sizeof(kTrailer) - 1;
+    m_Alive.store(true, std::memory_order_release);
+
+    if (applicationName != nullptr && *applicationName != '\0' && !Init(applicationName))
+        syslog(LOG_ERR, "ERROR: Error during initialization of the CDebug instance.\n");
 }
 
-CDebug::~CDebug() = default;
+CDebug::~CDebug()
+{
+    {
+        CRecursiveLockGuard guard(m_Lock);
+        m_Alive.store(false, std::memory_order_release);
+        m_Target = TargetNone;
+        m_CurrentLevel.store(0, std::memory_order_relaxed);
+        m_SavedLevel = 0;
+        m_TraceEnabled.store(false, std::memory_order_relaxed);
+        CloseOutputs();
+    }
+    std::free(m_ApplicationName);
+    m_ApplicationName = nullptr;
+}
 
 bool CDebug::IsAvailable() const
 {
     return true;
 }
 
-bool CDebug::Init(const char*)
+bool CDebug::Init(const char* applicationName)
 {
-    const char* level = std::getenv("TM_LOG_DEBUG_LEVEL");
-    m_CurrentLevel = level != nullptr ? static_cast<unsigned>(std::strtol(level, nullptr, 10)) : 0;
-    m_SavedLevel = m_CurrentLevel;
-    m_TraceEnabled = m_CurrentLevel != 0;
+    CRecursiveLockGuard guard(m_Lock);
+    CloseOutputs();
+    std::free(m_ApplicationName);
+    m_ApplicationName = strdup(applicationName != nullptr ? applicationName : "");
+    const char* name = m_ApplicationName != nullptr ? m_ApplicationName : "";
+
+    LoadConfiguration(name);
+    m_LastCheckTime.store(CClock::Get().Now(), std::memory_order_relaxed);
+    OpenLogFile();
+
+    if (m_TraceEnabled.load(std::memory_order_relaxed))
+    {
+        m_Target = TargetLogFile;
+    }
+    else
+    {
+        m_Target = TargetNone;
+        m_CurrentLevel.store(0, std::memory_order_relaxed);
+        m_SavedLevel = 0;
+    }
     return true;
+}
+
+void CDebug::OpenLogFile()
+{
+    char lowerName[kPathLength];
+    std::snprintf(lowerName, sizeof(lowerName), "%s", m_ApplicationName != nullptr ? m_ApplicationName : "");
+    for (char* p = lowerName; *p != '\0'; ++p)
+        *p = static_cast<char>(std::tolower(static_cast<unsigned char>(*p)));
+
+    // An empty trace directory puts the file at the top of the file system, which under a
+    // system root is the top of that root.
+    std::string path;
+    if (m_TraceDirectory[0] == '\0')
+        path = SysPath(std::string("/log.") + lowerName);
+    else
+        path = std::string(m_TraceDirectory) + "/log." + lowerName;
+    std::snprintf(m_LogFilePath, sizeof(m_LogFilePath), "%s", path.c_str());
+
+    m_ByteCount = 0;
+    m_InitEndFilePosition = 0;
+    m_InitEndByteCount = 0;
+    m_WrapCycle = 0;
+    // Close-on-exec: the log must not stay open in programs this one starts.
+    m_LogFile = std::fopen(m_LogFilePath, "w+e");
+    if (m_LogFile == nullptr)
+        syslog(LOG_ERR, "ERROR: Error during opening %s --> proceed without it\n", m_LogFilePath);
+}
+
+void CDebug::CloseOutputs()
+{
+    CloseRingBuffer();
+    if (m_LogFile != nullptr)
+    {
+        std::fclose(m_LogFile);
+        m_LogFile = nullptr;
+    }
+    m_Target = TargetNone;
+}
+
+void CDebug::CheckDynamicUpdate()
+{
+    if (m_DynamicUpdate.load(std::memory_order_relaxed) == 0)
+        return;
+    time_t now = CClock::Get().Now();
+    if (!IsReReadDue(now))
+        return;
+    time_t seenCheck = m_LastCheckTime.load(std::memory_order_relaxed);
+    CRecursiveLockGuard guard(m_Lock);
+    // Another thread may have done the check while this one waited for the lock.
+    if (!m_Alive.load(std::memory_order_relaxed) ||
+        m_LastCheckTime.load(std::memory_order_relaxed) != seenCheck)
+        return;
+    bool levelSet = ReReadChangedFiles(now, m_ApplicationName != nullptr ? m_ApplicationName : "");
+    // A program started with tracing off has no target; a level raised at run time must reach
+    // the log file all the same.
+    if (levelSet && m_Target == TargetNone && m_LogFile != nullptr &&
+        m_CurrentLevel.load(std::memory_order_relaxed) != 0)
+        m_Target = TargetLogFile;
 }
 
 void CDebug::Print(unsigned level, const char* format, ...)
 {
-    if (format == nullptr || level > m_CurrentLevel)
+    if (format == nullptr)
+        return;
+    CheckDynamicUpdate();
+    if (level > m_CurrentLevel.load(std::memory_order_relaxed))
         return;
     va_list args;
     va_start(args, format);
@@ -55,34 +168,70 @@ void CDebug::PrintAlways(unsigned, const char* format, ...)
     va_end(args);
 }
 
+unsigned CDebug::DestinationsForAlways() const
+{
+    unsigned destinations = 0;
+    if (m_Target == TargetRingBuffer)
+        destinations |= ToRingBuffer;
+    if (m_LogFile != nullptr)
+        destinations |= ToLogFile;
+    return destinations;
+}
+
 void CDebug::VPrintAlways(const char* format, va_list args, const char* tag)
 {
-    VPrint(format, args, tag);
-}
-
-void CDebug::VPrint(const char* format, va_list args, const char*)
-{
-    if (m_CurrentLevel == 0)
+    if (format == nullptr || !m_Alive.load(std::memory_order_acquire))
         return;
-    while (*format == '\n')
-        ++format;
-    std::vfprintf(stderr, format, args);
-    std::fputc('\n', stderr);
+    CRecursiveLockGuard guard(m_Lock);
+    WriteLine(DestinationsForAlways(), format, args, tag);
 }
 
-void CDebug::SetCommandLine(int, char**) {}
-void CDebug::AppInitDone() {}
-bool CDebug::InitRingBuffer(const char*, size_t)
+void CDebug::VPrint(const char* format, va_list args, const char* tag)
 {
-    return false;
+    if (format == nullptr || !m_Alive.load(std::memory_order_acquire))
+        return;
+    CRecursiveLockGuard guard(m_Lock);
+    if (m_Target == TargetLogFile)
+        WriteLine(ToLogFile, format, args, tag);
+    else if (m_Target == TargetRingBuffer)
+        WriteLine(ToRingBuffer, format, args, tag);
+}
+
+void CDebug::SetCommandLine(int argc, char** argv)
+{
+    CRecursiveLockGuard guard(m_Lock);
+    m_Argc = argc;
+    m_Argv = argv;
+    unsigned destinations = DestinationsForAlways();
+    WriteFormatted(destinations,
+                   "\n%s Command Line Options:", m_ApplicationName != nullptr ? m_ApplicationName : "");
+    for (int i = 0; argv != nullptr && i < argc; ++i)
+        WriteFormatted(destinations, "\nargv[%d] = \"%s\"", i, argv[i] != nullptr ? argv[i] : "");
+}
+
+void CDebug::AppInitDone()
+{
+    CRecursiveLockGuard guard(m_Lock);
+    long position = m_LogFile != nullptr ? std::ftell(m_LogFile) : 0;
+    if (position < 0)
+        position = 0;
+    m_InitEndFilePosition = position;
+    m_InitEndByteCount = static_cast<unsigned>(position);
+
+    if (m_Target == TargetRingBuffer && m_RingWrapCount == 0 && m_RingSize - m_RingOffset > 0x100000)
+    {
+        WriteFormatted(ToRingBuffer, "\n### End of initialization. ###");
+        m_RingInitEndOffset = m_RingOffset;
+        m_AppInitDone = true;
+    }
 }
 
 bool CDebug::IsTraceEnabled() const
 {
-    return m_TraceEnabled;
+    return m_TraceEnabled.load(std::memory_order_relaxed);
 }
 
 unsigned CDebug::GetLevel() const
 {
-    return m_CurrentLevel;
+    return m_CurrentLevel.load(std::memory_order_relaxed);
 }
