@@ -10,6 +10,7 @@
 #include <vector>
 
 class CObraClientRequestIf;
+class CSwitchClient;
 
 // The typed queries over the daemon's configuration space that the report sections call. One
 // command slot of one request document is filled per query; every failure (no client, transport
@@ -151,8 +152,21 @@ public:
     uint32_t GetSubGroupStatus(uint32_t group, uint32_t sub); // 0x2306 / g / s
 
 private:
+    friend bool ConnectSwitchClient(CConfigSpaceQuery& query, CSwitchClient& client);
+    friend void ReleaseSwitchClient(CConfigSpaceQuery& query);
+
     // Fills the slot, exchanges, and returns the slot's status (22 without a client).
     uint32_t Exchange(uint32_t oc, uint32_t oe, uint32_t oi);
+    // Exchanges the document as filled and returns the slot's status (22 without a client).
+    uint32_t ExchangeFilled();
+    // The answer's shape holds a usable "DA" at the slot (the check before string data is taken).
+    bool IsAnswerWellFormed() const;
+    // Decodes the slot's numeric "DA"; false for any other kind.
+    bool DecodeNumber(uint32_t& value) const;
+    // Decodes the slot's "DA" as raw bytes (RAW array, array of strings, string, number).
+    bool DecodeRaw(std::vector<uint8_t>& bytes) const;
+    // Runs the query and reads the slot's "DA" bytes from a numeric answer.
+    bool GetNumericBytes(std::vector<uint8_t>& bytes, uint32_t oc, uint32_t oe, uint32_t oi);
 
     CObraClientRequestIf* m_Client = nullptr;
     uint32_t m_CabinetNumber = 0;
@@ -160,4 +174,6 @@ private:
     std::string m_ServicePath;
     CObraRequest m_Request;
     std::unique_ptr<StatusTextTables> m_Tables;
+    // The client this object was connected to by ConnectSwitchClient; the release detaches it.
+    CSwitchClient* m_ConnectedClient = nullptr;
 };

@@ -1,0 +1,63 @@
+#include "SwitchClientConnection.h"
+
+#include "CConfigSpaceQuery.h"
+#include "CSwitchClient.h"
+
+#include <cstdio>
+
+namespace
+{
+const char* const kApplicationName = "HostCapture";
+} // namespace
+
+CSwitchClient& SharedSwitchClient()
+{
+    static CSwitchClient client;
+    return client;
+}
+
+bool ConnectSwitchClient(CConfigSpaceQuery& query)
+{
+    return ConnectSwitchClient(query, SharedSwitchClient());
+}
+
+bool ConnectSwitchClient(CConfigSpaceQuery& query, CSwitchClient& client)
+{
+    // A second connect of the same object first gives back the reference of the first, so the
+    // attach count stays balanced with the one release the owner will make.
+    if (query.m_ConnectedClient != nullptr)
+        ReleaseSwitchClient(query);
+
+    client.SetApplicationName(kApplicationName);
+    client.SetLastError(0);
+    query.Request().Reset();
+    if (!client.Attach(nullptr))
+    {
+        std::printf("\n ERROR: Tessmark Switch could not be connected\n");
+        std::fflush(stdout);
+        query.Unbind();
+        return false;
+    }
+
+    // A failed cabinet request is traced by the client; the queries then address cabinet 0,
+    // the main cabinet.
+    uint32_t cabinetNumber = 0;
+    if (!client.RequestCabinetNumber(cabinetNumber))
+        cabinetNumber = 0;
+
+    query.m_ConnectedClient = &client;
+    query.m_Tables = std::make_unique<StatusTextTables>();
+    query.Bind(&client, cabinetNumber, client.GetServicePath());
+    return true;
+}
+
+void ReleaseSwitchClient(CConfigSpaceQuery& query)
+{
+    if (query.m_ConnectedClient != nullptr)
+    {
+        query.m_ConnectedClient->DetachWithoutLock();
+        query.m_ConnectedClient = nullptr;
+    }
+    query.Unbind();
+    query.m_Tables.reset();
+}
