@@ -1,0 +1,106 @@
+#include "BoardTables.h"
+
+#include "CConfigSpaceQuery.h"
+#include "CellFormat.h"
+#include "HtmlText.h"
+
+#include <string>
+
+namespace
+{
+std::unique_ptr<TableComponent> NewTable(std::initializer_list<const char*> headings)
+{
+    auto table = std::make_unique<TableComponent>();
+    for (const char* heading : headings)
+        table->AddColumn(heading);
+    return table;
+}
+
+// A failed power reading shows "N/A"; a reading of 0 is a real 0.
+std::string PowerCell(bool answered, uint32_t watts)
+{
+    return answered ? CellFormat::Unsigned(watts) : "N/A";
+}
+} // namespace
+
+namespace BoardTables
+{
+std::unique_ptr<TableComponent> BuildVoltageTable(CConfigSpaceQuery& query)
+{
+    auto table = NewTable({"Status", "Designation", "Current (V)", "Minimum (V)", "Maximum (V)"});
+    const uint32_t count = query.GetVoltageCount();
+    for (uint32_t i = 0; i < count; ++i)
+    {
+        const RowHead head = CellFormat::RowHeadFromCoded(query.GetVoltageStatus(i));
+        std::string designation = HtmlText::FromDaemon(query.GetVoltageDesignation(i));
+        std::string current = CellFormat::Volts(query.GetVoltageCurrent(i));
+        const uint32_t thresholds = query.GetVoltageThresholds(i);
+        table->AddRow(head, {std::move(designation), std::move(current), CellFormat::ThresholdMinimum(thresholds),
+                             CellFormat::ThresholdMaximum(thresholds)});
+    }
+    return table;
+}
+
+std::unique_ptr<TableComponent> BuildMemoryModuleTable(CConfigSpaceQuery& query)
+{
+    auto table = NewTable({"Status", "Socket", "Size (GByte)", "Type"});
+    const uint32_t count = query.GetMemoryModuleCount();
+    for (uint32_t i = 0; i < count; ++i)
+    {
+        const RowHead head = CellFormat::RowHeadFromCoded(query.GetMemoryModuleStatus(i));
+        std::string socket = HtmlText::FromDaemon(query.GetMemoryModuleDesignation(i));
+        std::string size = CellFormat::MemorySize(query.GetMemoryModuleSize(i));
+        // The joining blank is always there, so a module without type texts shows a blank cell.
+        std::string type = query.GetMemoryModuleTypeFirst(i);
+        type += ' ';
+        type += query.GetMemoryModuleTypeSecond(i);
+        table->AddRow(head, {std::move(socket), std::move(size), HtmlText::FromDaemon(type)});
+    }
+    return table;
+}
+
+std::unique_ptr<TableComponent> BuildProcessorTable(CConfigSpaceQuery& query)
+{
+    auto table = NewTable({"Status", "Socket", "Type", "Current Frequency (GHz)"});
+    const uint32_t count = query.GetProcessorCount();
+    for (uint32_t i = 0; i < count; ++i)
+    {
+        const RowHead head = CellFormat::RowHeadFromCoded(query.GetProcessorStatus(i));
+        std::string socket = HtmlText::FromDaemon(query.GetProcessorSocket(i));
+        std::string type = HtmlText::FromDaemon(query.GetProcessorType(i));
+        std::string frequency = CellFormat::Gigahertz(query.GetProcessorFrequency(i));
+        table->AddRow(head, {std::move(socket), std::move(type), std::move(frequency)});
+    }
+    return table;
+}
+
+std::unique_ptr<TableComponent> BuildPciSlotTable(CConfigSpaceQuery& query)
+{
+    auto table = NewTable({"Status", "Designation"});
+    const uint32_t count = query.GetPciSlotCount();
+    for (uint32_t i = 0; i < count; ++i)
+    {
+        const RowHead head = CellFormat::RowHeadFromCoded(query.GetPciSlotStatus(i));
+        table->AddRow(head, {HtmlText::FromDaemon(query.GetPciSlotDesignation(i))});
+    }
+    return table;
+}
+
+std::unique_ptr<TableComponent> BuildPowerSupplyTable(CConfigSpaceQuery& query)
+{
+    auto table = NewTable({"Status", "Designation", "Nominal Power (W)", "Current Power (W)"});
+    const uint32_t count = query.GetPowerSupplyCount();
+    for (uint32_t i = 0; i < count; ++i)
+    {
+        const RowHead head = CellFormat::RowHeadFromCoded(query.GetPowerSupplyStatus(i));
+        std::string designation = HtmlText::FromDaemon(query.GetPowerSupplyDesignation(i));
+        uint32_t nominalWatts = 0;
+        const bool nominalAnswered = query.GetPowerSupplyNominalPower(i, nominalWatts);
+        uint32_t currentWatts = 0;
+        const bool currentAnswered = query.GetPowerSupplyCurrentPower(i, currentWatts);
+        table->AddRow(head, {std::move(designation), PowerCell(nominalAnswered, nominalWatts),
+                             PowerCell(currentAnswered, currentWatts)});
+    }
+    return table;
+}
+} // namespace BoardTables
