@@ -8,8 +8,8 @@ CmdLineOptions::CmdLineOptions(const std::string& prefixes) : m_prefixes(prefixe
 bool CmdLineOptions::IsOption(const char* word) const
 {
     // A prefix followed by a digit is a negative number, which belongs to the previous option.
-    return word != nullptr && word[0] != '\0' && word[1] != '\0' && m_prefixes.find(word[0]) != std::string::npos &&
-           !(word[1] >= '0' && word[1] <= '9');
+    return word != nullptr && word[0] != '\0' && word[1] != '\0' &&
+           m_prefixes.find(word[0]) != std::string::npos && !(word[1] >= '0' && word[1] <= '9');
 }
 
 std::string CmdLineOptions::FoldCase(std::string text) const

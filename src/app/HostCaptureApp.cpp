@@ -129,7 +129,8 @@ std::string HostCaptureApp::GetDefaultFileName()
         time_t now = CClock::Get().Now();
         struct tm local = {};
         char stamp[100] = "";
-        if (localtime_r(&now, &local) == nullptr || strftime(stamp, sizeof(stamp), "%Y%m%d%H%M%S", &local) == 0)
+        if (localtime_r(&now, &local) == nullptr ||
+            strftime(stamp, sizeof(stamp), "%Y%m%d%H%M%S", &local) == 0)
             stamp[0] = '\0';
         m_outputFile = std::string("HostCapture_") + stamp + ".html";
     }

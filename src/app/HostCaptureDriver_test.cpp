@@ -20,16 +20,17 @@
 
 namespace
 {
-const std::string kHelp = "\nSyntax:"
-                          "\nHostCapture"
-                          "\nHostCapture           generates HTML output file HostCapture_<timestamp>.html"
-                          "\n"
-                          "\n   -output [file name]   generates HTML output file [file name]"
-                          "\n   -clearstatus          clears Device Watch status and generates HTML output file "
-                          "HostCapture_<timestamp>.html"
-                          "\n   -autostart             starts default browser after generating the HTML report"
-                          "\n   -?                    shows this help"
-                          "\n";
+const std::string kHelp =
+    "\nSyntax:"
+    "\nHostCapture"
+    "\nHostCapture           generates HTML output file HostCapture_<timestamp>.html"
+    "\n"
+    "\n   -output [file name]   generates HTML output file [file name]"
+    "\n   -clearstatus          clears Device Watch status and generates HTML output file "
+    "HostCapture_<timestamp>.html"
+    "\n   -autostart             starts default browser after generating the HTML report"
+    "\n   -?                    shows this help"
+    "\n";
 
 struct ProcessResult
 {
@@ -169,9 +170,10 @@ TEST_F(HostCaptureDriverTest, WithoutArgumentsWritesTimeStampedReportIntoWorking
     ASSERT_EQ(0, result.ExitStatus) << result.Output;
 
     std::smatch match;
-    ASSERT_TRUE(std::regex_search(result.Output, match,
-                                  std::regex("\nGenerating HTML report\\.\\.\\.(.|\n)*\nSuccessfuly write HTML "
-                                             "file \"HostCapture_([0-9]{14})\\.html\"\n$")))
+    ASSERT_TRUE(
+        std::regex_search(result.Output, match,
+                          std::regex("\nGenerating HTML report\\.\\.\\.(.|\n)*\nSuccessfuly write HTML "
+                                     "file \"HostCapture_([0-9]{14})\\.html\"\n$")))
         << result.Output;
     std::string stamp = match[2];
     EXPECT_LE(before, stamp);
@@ -251,10 +253,12 @@ TEST_F(HostCaptureDriverTest, AutostartOpensTheWrittenReportWithXdgOpen)
     TempDir tools;
     std::string record = tools.Path() + "/record";
     // Records its arguments and the first bytes of the file it is asked to open.
-    tools.Write("bin/xdg-open", "#!/bin/sh\n"
-                                "{ echo \"$#\"; for a in \"$@\"; do echo \"[$a]\"; done; head -c 15 \"$1\"; } > '" +
-                                    record + "'\n"
-                                             "echo opened-by-fake-xdg-open\n");
+    tools.Write("bin/xdg-open",
+                "#!/bin/sh\n"
+                "{ echo \"$#\"; for a in \"$@\"; do echo \"[$a]\"; done; head -c 15 \"$1\"; } > '" +
+                    record +
+                    "'\n"
+                    "echo opened-by-fake-xdg-open\n");
     ASSERT_EQ(0, chmod((tools.Path() + "/bin/xdg-open").c_str(), 0755));
     const char* path = getenv("PATH");
     std::string searchPath = tools.Path() + "/bin:" + (path != nullptr ? path : "/usr/bin:/bin");

@@ -83,10 +83,10 @@ TEST(TableComponentTest, RowCarriesIconClassTextAndCellsWithNotAvailableForEmpty
 TEST(TableComponentTest, RowStatusSelectsClassWithNotPresentAsFallback)
 {
     const std::vector<std::pair<ReportStatus, std::string>> expected = {
-        {0, " status-unknown icon status"},   {1, "status-normal icon status"},
-        {2, "status-warning icon status"},    {3, "status-error icon status"},
-        {4, "status-not-present icon status"}, {5, "status-not-present icon status"},
-        {6, "status-major icon status"},      {7, "status-not-present icon status"},
+        {0, " status-unknown icon status"},     {1, "status-normal icon status"},
+        {2, "status-warning icon status"},      {3, "status-error icon status"},
+        {4, "status-not-present icon status"},  {5, "status-not-present icon status"},
+        {6, "status-major icon status"},        {7, "status-not-present icon status"},
         {99, "status-not-present icon status"}, {0xFFFFFFFF, "status-not-present icon status"},
     };
     for (const auto& [status, attribute] : expected)
@@ -119,10 +119,14 @@ TEST(CollapsibleCompositeTest, HeaderClassFollowsStatusAndShowsNoIconWithoutKnow
     EXPECT_EQ(StatusNotPresent, fresh.GetStatus());
 
     const std::vector<std::pair<ReportStatus, std::string>> expected = {
-        {0, "collapsible title-text status-unknown"}, {1, "collapsible title-text status-normal"},
-        {2, "collapsible title-text status-warning"}, {3, "collapsible title-text status-error"},
-        {4, "collapsible title-text"},                {5, "collapsible title-text"},
-        {6, "collapsible title-text status-major"},   {99, "collapsible title-text"},
+        {0, "collapsible title-text status-unknown"},
+        {1, "collapsible title-text status-normal"},
+        {2, "collapsible title-text status-warning"},
+        {3, "collapsible title-text status-error"},
+        {4, "collapsible title-text"},
+        {5, "collapsible title-text"},
+        {6, "collapsible title-text status-major"},
+        {99, "collapsible title-text"},
     };
     for (const auto& [status, attribute] : expected)
     {

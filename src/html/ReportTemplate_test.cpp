@@ -86,14 +86,16 @@ TEST(ReportTemplateTest, StyleSheetHoldsLayoutRulesThenSixIconRulesThenIconOffse
     EXPECT_EQ(".data-table td:last-child,.data-table th:last-child{border-right:0}", rules[25]);
     EXPECT_EQ(".icon{width:22px;min-height:16px;background-position:left 10px center}", rules[32]);
 
-    const char* const classes[] = {"status-normal",  "status-warning", "status-major",
-                                   "status-error",   "status-unknown", "status-not-present"};
+    const char* const classes[] = {"status-normal", "status-warning", "status-major",
+                                   "status-error",  "status-unknown", "status-not-present"};
     for (size_t i = 0; i < 6; ++i)
     {
         const std::string& rule = rules[26 + i];
         std::string type = std::string(classes[i]) == "status-major" ? "gif" : "png";
-        std::string prefix = "." + std::string(classes[i]) + "{background-image:url(data:image/" + type + ";base64,";
-        std::string suffix = ");background-repeat:no-repeat;background-position:left center;margin-left:15px}";
+        std::string prefix =
+            "." + std::string(classes[i]) + "{background-image:url(data:image/" + type + ";base64,";
+        std::string suffix =
+            ");background-repeat:no-repeat;background-position:left center;margin-left:15px}";
         ASSERT_GT(rule.size(), prefix.size() + suffix.size()) << rule;
         EXPECT_EQ(prefix, rule.substr(0, prefix.size()));
         EXPECT_EQ(suffix, rule.substr(rule.size() - suffix.size()));

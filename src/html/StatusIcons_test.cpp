@@ -42,7 +42,8 @@ bool DecodeBase64(const std::string& text, Bytes& out)
 
 uint32_t BigEndian32(const Bytes& data, size_t at)
 {
-    return uint32_t(data[at]) << 24 | uint32_t(data[at + 1]) << 16 | uint32_t(data[at + 2]) << 8 | data[at + 3];
+    return uint32_t(data[at]) << 24 | uint32_t(data[at + 1]) << 16 | uint32_t(data[at + 2]) << 8 |
+           data[at + 3];
 }
 
 uint16_t LittleEndian16(const Bytes& data, size_t at)
@@ -235,8 +236,8 @@ void CheckGif(const Bytes& file)
 TEST(StatusIconsTest, EveryIconIsASixteenPixelSquareImageOfItsStatedType)
 {
     ASSERT_EQ(6u, StatusIconCount);
-    const char* const order[] = {"status-normal",  "status-warning", "status-major",
-                                 "status-error",   "status-unknown", "status-not-present"};
+    const char* const order[] = {"status-normal", "status-warning", "status-major",
+                                 "status-error",  "status-unknown", "status-not-present"};
     for (size_t i = 0; i < StatusIconCount; ++i)
     {
         const StatusIcon& icon = StatusIcons[i];

@@ -52,7 +52,8 @@ std::string TableComponent::Render()
         size += 24 + heading.size();
     for (const Row& row : m_Rows)
     {
-        size += kRowOpen.size() + 20 + kIconCell.size() + row.Text.size() + kCellClose.size() + kRowClose.size();
+        size +=
+            kRowOpen.size() + 20 + kIconCell.size() + row.Text.size() + kCellClose.size() + kRowClose.size();
         for (const std::string& cell : row.Cells)
             size += kCellOpen.size() + std::max(cell.size(), kNotAvailable.size()) + kCellClose.size();
     }
