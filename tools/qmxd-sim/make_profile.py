@@ -1,0 +1,323 @@
+#!/usr/bin/env python3
+"""Writes a qmxd-sim profile for a two-socket rack server.
+
+Without options it writes the shipped demonstration profile (profiles/demo.json):
+
+    python3 tools/qmxd-sim/make_profile.py -o tools/qmxd-sim/profiles/demo.json
+
+Options scale the tables up for benchmarks, for example 1,000 physical drives on four RAID
+adapters and 10,000 event-log records:
+
+    python3 tools/qmxd-sim/make_profile.py --raid-adapters 4 --physical-drives 1000 \
+        --event-records 10000 -o /tmp/big.json
+
+The output is deterministic: the same options give the same file.
+"""
+
+import argparse
+import json
+import struct
+import sys
+
+# Report status numbers as the daemon sends them for groups and sub-groups.
+NORMAL, WARNING, ERROR = 1, 2, 3
+
+# The event log's severity bytes.
+INFO, MINOR, MAJOR, CRITICAL = 0, 1, 2, 3
+
+BASE_TIME = 1717400000  # a Monday in June 2024, 07:33:20 UTC
+
+
+def key(oc, oe=0, oi=0):
+    return "0x%04X/0x%X/%d" % (oc, oe, oi) if oe else "0x%04X/0/%d" % (oc, oi)
+
+
+class Profile:
+    def __init__(self):
+        self.answers = {}  # (OC, OE, OI) -> answer
+
+    def answer(self, oc, oe, oi, data=None, status=None):
+        entry = {}
+        if status is not None:
+            entry["ST"] = status
+        if data is not None:
+            entry["DA"] = data
+        self.answers[(oc, oe, oi)] = entry
+
+    def number(self, oc, value, oe=0, oi=0):
+        self.answer(oc, oe, oi, value)
+
+    def string(self, oc, value, oe=0, oi=0):
+        self.answer(oc, oe, oi, value)
+
+
+def system_information(p):
+    p.string(0x0C00, "RX-9000 M2", 0x0608)            # model
+    p.string(0x0C00, "YM4K002137", 0x0600)            # serial number
+    p.string(0x0C00, "CHS-5520-0417", 0x0108)         # chassis id
+    p.string(0xE001, "IT-000815", 0x0210)             # asset tag
+    p.string(0x0C00, "4c4c4544-0042-3510-8052-b3c04f4e3132", 0x1510)  # UUID
+    p.number(0xE001, 31536000 + 187 * 86400 + 5 * 3600 + 42 * 60, 0x1010)  # power-on seconds
+    p.string(0x0C00, "BS2301-44871", 0x0200)          # board serial number
+    p.string(0x0C00, "D3893-B13 GS1", 0x0201)         # board ident number
+    p.string(0x0C00, "V5.0.0.14 R1.22.0 for D3893-B1x", 0xA006)  # BIOS
+    p.string(0x0C00, "Debian GNU/Linux 12 (bookworm)", 0xA708)  # operating system
+    p.number(0x011E, 12 * 86400 + 3 * 3600 + 17 * 60 + 9)  # uptime seconds
+    p.string(0xE107, "rack07-node3.example.net")       # host name
+    p.answer(0xE108, 0, 0, {"RAW": [10, 20, 30, 40]})  # IPv4
+    ipv6 = [0xFD, 0x12, 0x34, 0x56, 0x78, 0x9A, 0x00, 0x01, 0, 0, 0, 0, 0, 0, 0x00, 0x40]
+    p.answer(0xE108, 1, 0, {"RAW": ipv6})
+    p.string(0x0C00, "9.10.3", 0xA806)                 # management software version
+    p.answer(0x180A, 0, 0, 1)                          # clearing the status is acknowledged
+
+
+def group_statuses(p, mass_storage):
+    for group, status in ((0, WARNING), (1, NORMAL), (2, mass_storage), (3, NORMAL), (5, NORMAL)):
+        p.number(0x2301, status, group)
+    subgroups = {(0, 0): WARNING, (0, 2): NORMAL, (1, 0): NORMAL, (3, 0): NORMAL,
+                 (3, 1): NORMAL, (3, 2): NORMAL, (3, 4): NORMAL, (5, 0): NORMAL}
+    for (group, sub), status in subgroups.items():
+        p.answer(0x2306, group, sub, status)
+
+
+def environment(p):
+    # name, status code, rpm, type code (3 in-house, 4 power supply)
+    fans = [("FAN1 SYS", 1, 4320, 3), ("FAN2 SYS", 1, 4380, 3), ("FAN3 SYS", 3, 1210, 3),
+            ("FAN4 SYS", 1, 4290, 3), ("FAN5 SYS", 0, 0, 3), ("FAN PSU1", 1, 6120, 4),
+            ("FAN PSU2", 1, 6060, 4)]
+    p.number(0x0300, len(fans))
+    for i, (name, status, rpm, kind) in enumerate(fans):
+        p.answer(0x0301, 0, i, status)
+        p.answer(0x0302, 0, i, rpm)
+        p.answer(0x0303, 0, i, kind)
+        p.answer(0x0304, 0, i, name)
+
+    # name, status code, degrees, type code (1 CPU, 2 ambient, 3 in house, 5 power plane)
+    sensors = [("Ambient", 6, 24, 2), ("Systemboard 1", 6, 38, 3), ("Systemboard 2", 6, 41, 3),
+               ("CPU1", 6, 52, 1), ("CPU2", 7, 83, 1), ("MEM A", 6, 44, 3), ("MEM B", 6, 46, 3),
+               ("PSU1", 6, 36, 5), ("PSU2", 6, 37, 5)]
+    p.number(0x0400, len(sensors))
+    for i, (name, status, degrees, kind) in enumerate(sensors):
+        p.answer(0x0401, 0, i, status)
+        p.answer(0x0402, 0, i, degrees)
+        p.answer(0x0403, 0, i, kind)
+        p.answer(0x0404, 0, i, name)
+
+
+def power_supplies(p):
+    units = [("PSU1", 1, 800, 214), ("PSU2", 1, 800, 198)]
+    p.number(0x0500, len(units))
+    for i, (name, status, nominal, current) in enumerate(units):
+        p.answer(0x0501, 0, i, status)
+        p.answer(0x0504, 0, i, name)
+        p.answer(0x0506, 0, i, nominal)
+        p.answer(0x0507, 0, i, current)
+
+
+def threshold_word(minimum, maximum):
+    """Low 16 bits the minimum, high 16 bits the maximum, each signed hundredths of a volt."""
+    return ((maximum & 0xFFFF) << 16) | (minimum & 0xFFFF)
+
+
+def system_board(p):
+    # name, status code, current, minimum, maximum (hundredths of a volt)
+    voltages = [("BATT 3.0V", 1, 302, 250, 340), ("STBY 12V", 1, 1205, 1100, 1300),
+                ("MAIN 12V", 1, 1198, 1100, 1300), ("MAIN 5V", 1, 503, 460, 540),
+                ("MAIN 3.3V", 1, 331, 300, 360), ("STBY 3.3V", 1, 329, 300, 360),
+                ("CPU1 VCORE", 1, 182, 160, 200), ("CPU2 VCORE", 1, 181, 160, 200),
+                ("MEM AB 1.2V", 1, 121, 110, 130), ("MEM CD 1.2V", 1, 120, 110, 130)]
+    p.number(0x0520, len(voltages))
+    for i, (name, status, current, minimum, maximum) in enumerate(voltages):
+        p.answer(0x0521, 0, i, status)
+        p.answer(0x0522, 0, i, name)
+        p.answer(0x0523, 0, i, threshold_word(minimum, maximum))
+        p.answer(0x0524, 0, i, current)
+
+    sockets = ["DIMM-1A", "DIMM-1B", "DIMM-1C", "DIMM-1D", "DIMM-2A", "DIMM-2B", "DIMM-2C", "DIMM-2D"]
+    p.number(0x0700, len(sockets))
+    for i, name in enumerate(sockets):
+        p.answer(0x0702, 0, i, name)
+        if name.endswith("D"):
+            p.answer(0x0701, 0, i, 0)  # empty slot: no size and no type
+            continue
+        p.answer(0x0701, 0, i, 5 if name == "DIMM-2B" else 1)
+        p.answer(0x070A, 0, i, 32768)
+        p.answer(0x070B, 0, i, "DDR4")
+        p.answer(0x070D, 0, i, "RDIMM 3200 MT/s ECC")
+
+    p.number(0x0600, 2)
+    for i in range(2):
+        p.answer(0x0601, 0, i, 1)
+        p.answer(0x0602, 0, i, "CPU%d" % (i + 1))
+        p.answer(0x0605, 0, i, "64-bit Server Processor, 24 cores, 2.90 GHz")
+        p.answer(0x061D, 0, i, 2900)
+
+    # designation, status code (1 OK, 4 empty, 128 OK with warning icon)
+    slots = [("PCIe Gen4 x16 Slot 1", 1), ("PCIe Gen4 x16 Slot 2", 1), ("PCIe Gen4 x8 Slot 3", 4),
+             ("PCIe Gen4 x8 Slot 4", 128), ("PCIe Gen4 x8 Slot 5", 4), ("OCP 3.0 Slot", 1)]
+    p.number(0x1480, len(slots))
+    for i, (name, status) in enumerate(slots):
+        p.answer(0x1042, 0x28, i, status)
+        p.answer(0x1043, 0x28, i, name)
+
+
+def adapters(p):
+    # designation, location, class (3 mass storage, 2 network, 1 neither), status code
+    cards = [("SATA AHCI Controller", "Onboard", 3, 1),
+             ("Dual Port 25GbE Adapter", "OCP 3.0 Slot", 2, 1),
+             ("Baseboard Management Controller", "Onboard", 1, 1)]
+    p.number(0x1800, len(cards))
+    for i, (name, location, kind, status) in enumerate(cards):
+        p.answer(0x1801, 0, i, status)
+        p.answer(0x1803, 0, i, name)
+        p.answer(0x1804, 0, i, location)
+        p.answer(0x1805, 0, i, kind)
+    p.answer(0x1820, 3, 0, NORMAL)
+
+
+def raid(p, adapter_count, physical_drives):
+    p.string(0x0C00, "7.14.0.5", 0xAA03)  # RAID manager version
+    p.number(0x2120, 1)                   # manager overall status code: OK
+    p.number(0x21DF, 0)
+    p.number(0x2110, adapter_count)
+    p.number(0x2121, NORMAL)
+    p.number(0x2122, WARNING)
+    p.number(0x2123, WARNING)
+
+    per_adapter = [physical_drives // adapter_count + (1 if a < physical_drives % adapter_count else 0)
+                   for a in range(adapter_count)]
+    for a in range(adapter_count):
+        p.answer(0x2111, 0, a, "RAID Ctrl SAS 12G 8i (%d)" % a)
+        p.answer(0x2116, 0, a, 0)
+
+        drives = per_adapter[a]
+        p.answer(0x2130, a, 0, drives)
+        for d in range(drives):
+            nvme = a % 2 == 1
+            size = 1831420 if nvme else 1144641
+            status = 0
+            smart = 0
+            if d == drives - 1 and drives > 2:
+                status = 4  # dedicated hot spare
+            if a == 0 and d == 1:
+                smart = 1   # S.M.A.R.T. failure on an operational drive: shown as a warning
+            if a == 1 and d == 2:
+                status = 6  # rebuilding
+            p.answer(0x2131, a, d, status)
+            p.answer(0x2132, a, d, smart)
+            p.answer(0x2133, a, d, "%s (%d)" % ("NVMe SSD 1.92TB" if nvme else "SAS HDD 1.2TB 10K", d))
+            p.answer(0x2134, a, d, 15 if nvme else 8)
+            p.answer(0x2135, a, d, size)
+
+        # Two logical drives per adapter: a mirrored system volume and a parity data volume.
+        logical = [("LD0 System", "RAID-1", 0, 2 * 1024 * 1024 // 4),
+                   ("LD1 Data", "RAID-5", 1 if a == 1 else 0, max(drives - 3, 1) * 1144641)]
+        p.answer(0x2150, a, 0, len(logical))
+        for d, (name, level, status, size) in enumerate(logical):
+            p.answer(0x2151, a, d, status)
+            p.answer(0x2152, a, d, "%s (%d)" % (name, a))
+            p.answer(0x2153, a, d, size)
+            p.answer(0x2155, a, d, level)
+
+
+EVENT_TEXTS = [
+    (INFO, 0x0101, "System booted"),
+    (INFO, 0x0102, "BIOS POST completed successfully"),
+    (INFO, 0x1A05, "Operating system started"),
+    (INFO, 0x0C10, "Power supply 'PSU2' inserted"),
+    (INFO, 0x0B01, "Event log cleared"),
+    (MINOR, 0x0301, "Fan 'FAN3 SYS' prefailure detected"),
+    (MINOR, 0x0402, "Temperature 'CPU2' exceeded warning level"),
+    (MINOR, 0x0713, "Memory module 'DIMM-2B' correctable errors exceeded threshold"),
+    (MINOR, 0x2131, "Physical drive 'SAS HDD 1.2TB 10K (1)' S.M.A.R.T. failure predicted"),
+    (MAJOR, 0x0503, "Power supply 'PSU2' AC failure"),
+    (MAJOR, 0x2151, "Logical drive 'LD1 Data (1)' degraded"),
+    (MAJOR, 0x1234, "Chassis intrusion detected"),
+    (CRITICAL, 0x0302, "Fan 'FAN5 SYS' failed"),
+    (CRITICAL, 0x0405, "Temperature 'CPU2' exceeded critical level"),
+    (CRITICAL, 0x000A, "Uncorrectable memory error on 'DIMM-2B'"),
+]
+
+
+def event_record(severity, code, stamp, text):
+    body = text.encode("utf-8") + b"\0"
+    length = 16 + len(body)
+    header = struct.pack("<HBBHHiI", length, 0, severity, code, 0, stamp, 0)
+    return header + body
+
+
+def event_log(p, count):
+    data = bytearray()
+    for i in range(count):
+        severity, code, text = EVENT_TEXTS[(i * 7) % len(EVENT_TEXTS)]
+        # Every 50th record has lost its time stamp.
+        stamp = 0 if i % 50 == 49 else BASE_TIME + i * 3607
+        data += event_record(severity, code, stamp, text)
+    p.answer(0x0B10, 0, 0, {"RAW": list(data)})
+
+
+def events():
+    def event(oc, oe, oi, status, data=None):
+        command = {"OC": oc, "OE": oe, "OI": oi, "CA": 0, "ST": status}
+        if data is not None:
+            command["DA"] = data
+        return {"SIP": {"V": 1, "CMD": [command]}}
+    return [event(0x0301, 0, 2, 0, 3), event(0x0401, 0, 4, 0, 7), event(0x0501, 0, 1, 0, 1)]
+
+
+def write(profile, out):
+    """One answer per line keeps the file easy to read and to edit by hand."""
+    out.write("{\n")
+    for name in ("_", "cabinet", "unanswered", "push_on_register"):
+        if name in profile:
+            out.write('  "%s": %s,\n' % (name, json.dumps(profile[name])))
+    out.write('  "answers": {\n')
+    items = sorted(profile["answers"].items())  # numeric order of (OC, OE, OI)
+    for index, (k, v) in enumerate(items):
+        comma = "," if index + 1 < len(items) else ""
+        out.write('    "%s": %s%s\n' % (key(*k), json.dumps(v, separators=(", ", ": ")), comma))
+    out.write("  },\n")
+    out.write('  "events": [\n')
+    for index, event in enumerate(profile["events"]):
+        comma = "," if index + 1 < len(profile["events"]) else ""
+        out.write("    %s%s\n" % (json.dumps(event), comma))
+    out.write("  ]\n}\n")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--raid-adapters", type=int, default=2, help="RAID adapters (default 2)")
+    parser.add_argument("--physical-drives", type=int, default=10,
+                        help="physical drives, spread evenly over the RAID adapters (default 10)")
+    parser.add_argument("--event-records", type=int, default=300, help="event-log records (default 300)")
+    parser.add_argument("-o", "--output", help="output file (default: standard output)")
+    options = parser.parse_args()
+    if options.raid_adapters < 1 or options.physical_drives < 0 or options.event_records < 0:
+        parser.error("counts must not be negative and at least one RAID adapter is needed")
+
+    p = Profile()
+    system_information(p)
+    group_statuses(p, WARNING)
+    environment(p)
+    power_supplies(p)
+    system_board(p)
+    adapters(p)
+    raid(p, options.raid_adapters, options.physical_drives)
+    event_log(p, options.event_records)
+
+    profile = {
+        "_": "Generated by tools/qmxd-sim/make_profile.py: a two-socket rack server.",
+        "cabinet": 0,
+        "unanswered": {"ST": 4},
+        "answers": p.answers,
+        "events": events(),
+    }
+    if options.output:
+        with open(options.output, "w") as out:
+            write(profile, out)
+    else:
+        write(profile, sys.stdout)
+
+
+if __name__ == "__main__":
+    main()
