@@ -1,0 +1,184 @@
+#include "JsonTransport.h"
+
+#include "CDebug.h"
+#include "Clock.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <ctime>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+unsigned TraceThreadId()
+{
+    return static_cast<unsigned>(pthread_self());
+}
+
+int OpenDevice(const char* path)
+{
+    if (path == nullptr)
+        path = "";
+    // Close-on-exec: the program later starts a browser through system(), which must not
+    // inherit the daemon's sockets.
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+    {
+        int error = errno;
+        g_Debug.PrintAlways("OpenDevice: ERROR: create socket on %s failed (thrId=0x%08X): %s\n", path,
+                            TraceThreadId(), strerror(error));
+        errno = error;
+        return -1;
+    }
+
+    struct sockaddr_un address;
+    memset(&address, 0, sizeof(address));
+    address.sun_family = AF_UNIX;
+    size_t length = strlen(path);
+    int result = -1;
+    if (length > sizeof(address.sun_path))
+    {
+        errno = ENAMETOOLONG;
+    }
+    else
+    {
+        memcpy(address.sun_path, path, length);
+        // The family field plus the path without its terminating zero.
+        auto addressLength = static_cast<socklen_t>(offsetof(struct sockaddr_un, sun_path) + length);
+        result = connect(fd, reinterpret_cast<struct sockaddr*>(&address), addressLength);
+    }
+    if (result != 0)
+    {
+        int error = errno;
+        g_Debug.PrintAlways("OpenDevice: ERROR: connect to socket on %s failed (thrId=0x%08X): %s\n", path,
+                            TraceThreadId(), strerror(error));
+        close(fd);
+        errno = error;
+        return -2;
+    }
+    return fd;
+}
+
+int IsFdReady(int fd, short pollMask, int timeoutMsec)
+{
+    if (fd < 0)
+    {
+        g_Debug.PrintAlways("IsFdReady: ERROR: bad parameter for Fd=%d\n", fd);
+        return -3;
+    }
+    if (timeoutMsec == 0)
+    {
+        g_Debug.PrintAlways("IsFdReady: ERROR: bad parameter for TimeoutMsec=0(!) on fd=%d\n", fd);
+        return -4;
+    }
+
+    CClock& clock = CClock::Get();
+    time_t start = clock.Now();
+    int remaining = timeoutMsec;
+    struct pollfd request;
+    request.fd = fd;
+    request.events = pollMask;
+    request.revents = 0;
+    while (remaining >= 1)
+    {
+        request.revents = 0;
+        int ready = clock.Poll(&request, 1, remaining);
+        if (ready > 0)
+            break;
+        if (ready == 0)
+        {
+            g_Debug.PrintAlways("IsFdReady: ERROR: Timeout on fd=%d (Timeout=%d, RestTimeout=%d\n", fd,
+                                timeoutMsec, remaining);
+            return -15;
+        }
+        int error = errno;
+        if (error != EINTR)
+        {
+            g_Debug.PrintAlways("IsFdReady: ERROR: poll() failed on fd=%d: errno=%d  %s\n", fd, error,
+                                strerror(error));
+            return -6;
+        }
+        g_Debug.Print(1, "IsFdReady: poll() interrupted due to EINTR on fd=%d --> try to continue!\n", fd);
+        // Whole seconds on purpose: an interruption within the first second restarts the full wait.
+        long long elapsedMs = static_cast<long long>(clock.Now() - start) * 1000;
+        if (timeoutMsec <= elapsedMs)
+        {
+            g_Debug.PrintAlways("IsFdReady: ERROR: Timeout after EINTR on fd=%d (Timeout=%d, RestTimeout=%d\n",
+                                fd, timeoutMsec, remaining);
+            return -15;
+        }
+        remaining = static_cast<int>(timeoutMsec - elapsedMs);
+    }
+
+    if (request.revents & POLLHUP)
+    {
+        g_Debug.PrintAlways("IsFdReady: ERROR: Hangup on fd=%d\n", fd);
+        return -6;
+    }
+    if (request.revents & (POLLERR | POLLNVAL))
+    {
+        // Reading fetches the error pending on the descriptor into errno.
+        char probe;
+        errno = 0;
+        ssize_t ignored = read(fd, &probe, 1);
+        (void)ignored;
+        int error = errno;
+        g_Debug.PrintAlways("IsFdReady: ERROR on fd=%d, Result=0x%08X: errno=%d, %s\n", fd,
+                            static_cast<unsigned>(request.revents), error, strerror(error));
+        return -9;
+    }
+    if ((request.revents & pollMask) == pollMask)
+        return pollMask;
+    g_Debug.PrintAlways(
+        "IsFdReady: ERROR on fd=%d, returned pollmask invalid (PollFdStruct.revents=0x%08X, PollMask=0x%08X)\n", fd,
+        static_cast<unsigned>(request.revents), static_cast<unsigned>(pollMask));
+    return -9;
+}
+
+uint64_t PassDeadline()
+{
+    return CClock::Get().NowMs() + kPassWaitMs;
+}
+
+bool WaitWithinPass(int fd, short events, uint64_t deadlineMs)
+{
+    CClock& clock = CClock::Get();
+    uint64_t now = clock.NowMs();
+    if (now >= deadlineMs)
+        return false;
+    struct pollfd request;
+    request.fd = fd;
+    request.events = events;
+    request.revents = 0;
+    return clock.Poll(&request, 1, static_cast<int>(deadlineMs - now)) > 0;
+}
+
+ssize_t WriteAvailable(int fd, const char* data, size_t size)
+{
+    errno = 0;
+    ssize_t written = send(fd, data, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (written < 0 && errno == ENOTSOCK)
+        written = write(fd, data, size);
+    if (written < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        return 0;
+    return written;
+}
+
+ssize_t ReadAvailable(int fd, char* data, size_t size)
+{
+    ssize_t received = recv(fd, data, size, MSG_DONTWAIT);
+    if (received < 0 && errno == ENOTSOCK)
+    {
+        // Not a socket (a pipe in tests): read only what poll says is there.
+        struct pollfd request = {fd, POLLIN, 0};
+        if (poll(&request, 1, 0) <= 0)
+            return 0;
+        received = read(fd, data, size);
+    }
+    if (received < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        return 0;
+    return received;
+}
