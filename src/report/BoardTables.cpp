@@ -35,8 +35,9 @@ std::unique_ptr<TableComponent> BuildVoltageTable(CConfigSpaceQuery& query)
         std::string designation = HtmlText::FromDaemon(query.GetVoltageDesignation(i));
         std::string current = CellFormat::Volts(query.GetVoltageCurrent(i));
         const uint32_t thresholds = query.GetVoltageThresholds(i);
-        table->AddRow(head, {std::move(designation), std::move(current), CellFormat::ThresholdMinimum(thresholds),
-                             CellFormat::ThresholdMaximum(thresholds)});
+        table->AddRow(head,
+                      {std::move(designation), std::move(current), CellFormat::ThresholdMinimum(thresholds),
+                       CellFormat::ThresholdMaximum(thresholds)});
     }
     return table;
 }

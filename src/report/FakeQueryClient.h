@@ -48,7 +48,10 @@ public:
         json += "]}";
         Answer(oc, oe, oi, json);
     }
-    void Fail(uint32_t oc, uint32_t oe, uint32_t oi, uint32_t status) { m_Answers[{oc, oe, oi}] = {status, ""}; }
+    void Fail(uint32_t oc, uint32_t oe, uint32_t oi, uint32_t status)
+    {
+        m_Answers[{oc, oe, oi}] = {status, ""};
+    }
 
     const std::vector<Query>& Received() const { return m_Received; }
     size_t CountReceived(uint32_t oc) const
@@ -68,8 +71,12 @@ public:
     {
         const int slot = request.Slot();
         const rapidjson::Value* command = GetCommand(request, slot);
-        Query query{GetCmdValue(request, slot, "OC", 0), GetCmdValue(request, slot, "OE", 0),
-                    GetCmdValue(request, slot, "OI", 0), false, false, false};
+        Query query{GetCmdValue(request, slot, "OC", 0),
+                    GetCmdValue(request, slot, "OE", 0),
+                    GetCmdValue(request, slot, "OI", 0),
+                    false,
+                    false,
+                    false};
         if (command != nullptr && command->IsObject())
         {
             query.HasOe = command->HasMember("OE");

@@ -22,7 +22,6 @@ enum : uint32_t
     kGroupNetwork = 5,
 };
 
-
 using SectionPtr = std::unique_ptr<CollapsibleComposite>;
 
 // Every section is built the same way: its content (a table, or a group's first sub-section),
@@ -43,7 +42,8 @@ SectionPtr BuildEnvironment(CConfigSpaceQuery& q)
 {
     auto cooling = MakeSection(EnvironmentTables::BuildCoolingDeviceTable(q), "Cooling Devices",
                                [&] { return q.GetSubGroupStatus(kGroupEnvironment, 0); });
-    auto group = MakeSection(std::move(cooling), "Environment", [&] { return q.GetGroupStatus(kGroupEnvironment); });
+    auto group =
+        MakeSection(std::move(cooling), "Environment", [&] { return q.GetGroupStatus(kGroupEnvironment); });
     group->Add(MakeSection(EnvironmentTables::BuildTemperatureTable(q), "Temperature",
                            [&] { return q.GetSubGroupStatus(kGroupEnvironment, 2); })
                    .release());
@@ -61,7 +61,8 @@ SectionPtr BuildMassStorage(CConfigSpaceQuery& q)
 {
     auto adapters = MakeSection(StorageTables::BuildAdapterTable(q, StorageTables::kMassStorageAdapterClass),
                                 "Mass Storage Adapters", [&] { return q.GetMassStorageStatus(); });
-    auto group = MakeSection(std::move(adapters), "Mass Storage", [&] { return q.GetGroupStatus(kGroupMassStorage); });
+    auto group =
+        MakeSection(std::move(adapters), "Mass Storage", [&] { return q.GetGroupStatus(kGroupMassStorage); });
     group->Add(MakeSection(StorageTables::BuildRaidManagerTable(q), "Tessmark RAID System",
                            [&] { return q.GetRaidManagerStatusNumber(); })
                    .release());
@@ -81,7 +82,8 @@ SectionPtr BuildSystemBoard(CConfigSpaceQuery& q)
 {
     auto voltages = MakeSection(BoardTables::BuildVoltageTable(q), "Voltages",
                                 [&] { return q.GetSubGroupStatus(kGroupSystemBoard, 0); });
-    auto group = MakeSection(std::move(voltages), "System Board", [&] { return q.GetGroupStatus(kGroupSystemBoard); });
+    auto group =
+        MakeSection(std::move(voltages), "System Board", [&] { return q.GetGroupStatus(kGroupSystemBoard); });
     group->Add(MakeSection(BoardTables::BuildMemoryModuleTable(q), "Memory Modules",
                            [&] { return q.GetSubGroupStatus(kGroupSystemBoard, 1); })
                    .release());

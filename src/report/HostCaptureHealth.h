@@ -10,7 +10,7 @@
 class HostCaptureHealth : public HTMLComposite
 {
 public:
-    HostCaptureHealth();  // connects its query object
+    HostCaptureHealth();           // connects its query object
     ~HostCaptureHealth() override; // releases it
     std::string Render() override;
 

@@ -11,7 +11,7 @@
 class HostCaptureInformation : public HTMLComposite
 {
 public:
-    HostCaptureInformation();  // connects its query object
+    HostCaptureInformation();           // connects its query object
     ~HostCaptureInformation() override; // releases it
     std::string Render() override;
 

@@ -53,7 +53,8 @@ TEST(FormatDuration, KeepsItsBlanksAndPluralForms)
     EXPECT_EQ(HostCaptureInformation::FormatDuration(86400), "1 days ");
     EXPECT_EQ(HostCaptureInformation::FormatDuration(3660), "1 hours 1 minutes");
     EXPECT_EQ(HostCaptureInformation::FormatDuration(3 * 3600), "3 hours ");
-    EXPECT_EQ(HostCaptureInformation::FormatDuration(2 * 86400 + 3 * 3600 + 5 * 60 + 59), "2 days 3 hours 5 minutes");
+    EXPECT_EQ(HostCaptureInformation::FormatDuration(2 * 86400 + 3 * 3600 + 5 * 60 + 59),
+              "2 days 3 hours 5 minutes");
     EXPECT_EQ(HostCaptureInformation::FormatDuration(86400 + 60), "1 days 1 minutes");
     EXPECT_EQ(HostCaptureInformation::FormatDuration(0xFFFFFFFF), "49710 days 6 hours 28 minutes");
 }
@@ -90,10 +91,12 @@ TEST(GetIpAddresses, FormatsEachAnswerByItsLength)
     daemon.AnswerRaw(0xE108, 1, 0, {1, 2, 3, 4, 5});
     EXPECT_EQ(HostCaptureInformation::GetIpAddresses(query), (std::vector<std::string>{"::1", ""}));
 
-    const std::vector<uint8_t> v6 = {0xfe, 0x80, 0, 0, 0, 0, 0, 0, 0x02, 0x1b, 0x21, 0xff, 0xfe, 0x3c, 0x4d, 0x5e};
+    const std::vector<uint8_t> v6 = {0xfe, 0x80, 0,    0,    0,    0,    0,    0,
+                                     0x02, 0x1b, 0x21, 0xff, 0xfe, 0x3c, 0x4d, 0x5e};
     daemon.Fail(0xE108, 0, 0, 21);
     daemon.AnswerRaw(0xE108, 1, 0, v6);
-    EXPECT_EQ(HostCaptureInformation::GetIpAddresses(query), (std::vector<std::string>{"fe80::21b:21ff:fe3c:4d5e"}));
+    EXPECT_EQ(HostCaptureInformation::GetIpAddresses(query),
+              (std::vector<std::string>{"fe80::21b:21ff:fe3c:4d5e"}));
 
     daemon.Fail(0xE108, 1, 0, 255);
     EXPECT_TRUE(HostCaptureInformation::GetIpAddresses(query).empty());
@@ -127,13 +130,13 @@ TEST(HtmlText, RepairsInvalidUtf8AndControlCharacters)
     EXPECT_EQ(HtmlText::RepairUtf8(valid), valid);
 
     EXPECT_EQ(HtmlText::RepairUtf8("a\nb\rc\x01\x7F"), "a" + fffd + "b" + fffd + "c" + fffd + fffd);
-    EXPECT_EQ(HtmlText::RepairUtf8("\xC2\x85"), fffd); // C1 control
-    EXPECT_EQ(HtmlText::RepairUtf8("\x80x"), fffd + "x");               // stray continuation
-    EXPECT_EQ(HtmlText::RepairUtf8("\xC0\xAF"), fffd + fffd);           // overlong '/'
-    EXPECT_EQ(HtmlText::RepairUtf8("\xE0\x80\xAF"), fffd + fffd + fffd); // overlong, three bytes
-    EXPECT_EQ(HtmlText::RepairUtf8("\xED\xA0\x80"), fffd + fffd + fffd); // surrogate
+    EXPECT_EQ(HtmlText::RepairUtf8("\xC2\x85"), fffd);                              // C1 control
+    EXPECT_EQ(HtmlText::RepairUtf8("\x80x"), fffd + "x");                           // stray continuation
+    EXPECT_EQ(HtmlText::RepairUtf8("\xC0\xAF"), fffd + fffd);                       // overlong '/'
+    EXPECT_EQ(HtmlText::RepairUtf8("\xE0\x80\xAF"), fffd + fffd + fffd);            // overlong, three bytes
+    EXPECT_EQ(HtmlText::RepairUtf8("\xED\xA0\x80"), fffd + fffd + fffd);            // surrogate
     EXPECT_EQ(HtmlText::RepairUtf8("\xF4\x90\x80\x80"), fffd + fffd + fffd + fffd); // above U+10FFFF
-    EXPECT_EQ(HtmlText::RepairUtf8("ok\xE2\x82"), "ok" + fffd + fffd);  // cut off at the end
+    EXPECT_EQ(HtmlText::RepairUtf8("ok\xE2\x82"), "ok" + fffd + fffd);              // cut off at the end
     EXPECT_EQ(HtmlText::RepairUtf8("\xFF\xFE"), fffd + fffd);
     EXPECT_EQ(HtmlText::RepairUtf8(std::string("a\0b", 3)), "a" + fffd + "b");
 

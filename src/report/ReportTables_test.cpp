@@ -50,14 +50,16 @@ TEST_F(ReportTables, AdapterTableKeepsOnlyTheAskedClassInIndexOrder)
     }
     m_Daemon.AnswerString(0x1804, 0, 3, "");
 
-    const std::string storage = StorageTables::BuildAdapterTable(m_Query, StorageTables::kMassStorageAdapterClass)->Render();
+    const std::string storage =
+        StorageTables::BuildAdapterTable(m_Query, StorageTables::kMassStorageAdapterClass)->Render();
     EXPECT_NE(storage.find(Row(1, "OK", {"Adapter 0", "Slot 0"}) + Row(3, "Critical", {"Adapter 3", "N/A"})),
               std::string::npos)
         << storage;
     EXPECT_EQ(storage.find("Adapter 1"), std::string::npos);
     EXPECT_EQ(storage.find("Adapter 2"), std::string::npos);
 
-    const std::string network = StorageTables::BuildAdapterTable(m_Query, StorageTables::kNetworkAdapterClass)->Render();
+    const std::string network =
+        StorageTables::BuildAdapterTable(m_Query, StorageTables::kNetworkAdapterClass)->Render();
     EXPECT_EQ(Count(network, "<tr>"), 2u); // heading and one row
     EXPECT_NE(network.find(Row(1, "OK", {"Adapter 1", "Slot 1"})), std::string::npos);
 }
@@ -114,8 +116,9 @@ TEST_F(ReportTables, RaidTablesWalkEveryAdapterAndDrive)
         << logical;
 
     const std::string physical = StorageTables::BuildRaidPhysicalDriveTable(m_Query)->Render();
-    EXPECT_NE(physical.find("<th>Status</th>\n            <th>Adapter ID</th>\n            <th>S.M.A.R.T</th>"),
-              std::string::npos);
+    EXPECT_NE(
+        physical.find("<th>Status</th>\n            <th>Adapter ID</th>\n            <th>S.M.A.R.T</th>"),
+        std::string::npos);
     EXPECT_NE(physical.find(Row(2, "Operational - S.M.A.R.T. Failure",
                                 {"0", "S.M.A.R.T. Failure", "HDD &lt;0&gt;", "SAS", "2"}) +
                             Row(3, "Failed", {"0", "S.M.A.R.T. OK", "N/A", "SCSI", "0"})),
@@ -160,13 +163,15 @@ TEST_F(ReportTables, RaidManagerRowForEveryStatusClass)
             m_Daemon.AnswerNumber(0x2120, 0, 0, c.code);
 
             const std::string table = StorageTables::BuildRaidManagerTable(m_Query)->Render();
-            const std::string expected =
-                std::string("\n            <td class=\"") + (installed ? "status-normal" : "status-not-present") +
-                " icon status\">" + (installed ? "Installed" : "Not Installed") + "</td>\n<td class=\"" + c.cssClass +
-                " icon status\">" + c.text + "</td>\n            <td>" + (installed ? "7.2 &lt;beta&gt;" : "N/A") +
-                "</td>";
+            const std::string expected = std::string("\n            <td class=\"") +
+                                         (installed ? "status-normal" : "status-not-present") +
+                                         " icon status\">" + (installed ? "Installed" : "Not Installed") +
+                                         "</td>\n<td class=\"" + c.cssClass + " icon status\">" + c.text +
+                                         "</td>\n            <td>" +
+                                         (installed ? "7.2 &lt;beta&gt;" : "N/A") + "</td>";
             EXPECT_NE(table.find(expected), std::string::npos) << table;
-            EXPECT_NE(table.find("<th>ZARN Status</th>\n            <th>RAID Status</th>\n            <th>ZARNVersion</th>"),
+            EXPECT_NE(table.find("<th>ZARN Status</th>\n            <th>RAID Status</th>\n            "
+                                 "<th>ZARNVersion</th>"),
                       std::string::npos);
             EXPECT_EQ(m_Daemon.CountReceived(0x21DF), c.followUps);
         }
@@ -215,7 +220,8 @@ TEST_F(ReportTables, MemoryModuleTableSizesAndTypes)
     const std::string table = BoardTables::BuildMemoryModuleTable(m_Query)->Render();
     EXPECT_NE(table.find(Row(1, "OK", {"DIMM &lt;A0&gt;", "16", "DDR4 RDIMM"}) +
                          Row(1, "OK", {"DIMM &lt;A1&gt;", "0", " LRDIMM"}) +
-                         Row(1, "OK", {"DIMM &lt;A2&gt;", " ", " "}) + Row(1, "OK", {"DIMM &lt;A3&gt;", "1", "DDR5 "})),
+                         Row(1, "OK", {"DIMM &lt;A2&gt;", " ", " "}) +
+                         Row(1, "OK", {"DIMM &lt;A3&gt;", "1", "DDR5 "})),
               std::string::npos)
         << table;
 
@@ -232,7 +238,8 @@ TEST_F(ReportTables, ProcessorPciAndPowerSupplyTables)
     m_Daemon.AnswerString(0x0602, 0, 0, "CPU1");
     m_Daemon.AnswerString(0x0605, 0, 0, "Xenon 9000");
     m_Daemon.AnswerNumber(0x061D, 0, 0, 2400);
-    EXPECT_NE(BoardTables::BuildProcessorTable(m_Query)->Render().find(Row(1, "OK", {"CPU1", "Xenon 9000", "2.400"})),
+    EXPECT_NE(BoardTables::BuildProcessorTable(m_Query)->Render().find(
+                  Row(1, "OK", {"CPU1", "Xenon 9000", "2.400"})),
               std::string::npos);
 
     m_Daemon.AnswerNumber(0x1480, 0, 0, 2);
@@ -241,7 +248,7 @@ TEST_F(ReportTables, ProcessorPciAndPowerSupplyTables)
     m_Daemon.AnswerNumber(0x1042, 0x28, 1, 4);
     m_Daemon.AnswerString(0x1043, 0x28, 1, "PCIE-2");
     EXPECT_NE(BoardTables::BuildPciSlotTable(m_Query)->Render().find(Row(2, "OK", {"PCIE-1"}) +
-                                                                   Row(4, "Empty Slot", {"PCIE-2"})),
+                                                                     Row(4, "Empty Slot", {"PCIE-2"})),
               std::string::npos);
 
     m_Daemon.AnswerNumber(0x0500, 0, 0, 2);
@@ -254,7 +261,8 @@ TEST_F(ReportTables, ProcessorPciAndPowerSupplyTables)
     m_Daemon.Fail(0x0506, 0, 1, 21);
     m_Daemon.AnswerNumber(0x0507, 0, 1, 0);
     const std::string power = BoardTables::BuildPowerSupplyTable(m_Query)->Render();
-    EXPECT_NE(power.find(Row(1, "OK", {"PSU1", "800", "212"}) + Row(0, "", {"PSU2", "N/A", "0"})), std::string::npos)
+    EXPECT_NE(power.find(Row(1, "OK", {"PSU1", "800", "212"}) + Row(0, "", {"PSU2", "N/A", "0"})),
+              std::string::npos)
         << power;
 }
 
@@ -270,7 +278,8 @@ TEST_F(ReportTables, EnvironmentTablesShowUnsignedReadings)
     m_Daemon.AnswerNumber(0x0303, 0, 1, 3);
     m_Daemon.AnswerNumber(0x0302, 0, 1, 0);
     const std::string fans = EnvironmentTables::BuildCoolingDeviceTable(m_Query)->Render();
-    EXPECT_NE(fans.find(Row(1, "OK", {"FAN1 SYS", "In-house", "5280"}) + Row(3, "Fail", {"FAN2 SYS", "In-house", "0"})),
+    EXPECT_NE(fans.find(Row(1, "OK", {"FAN1 SYS", "In-house", "5280"}) +
+                        Row(3, "Fail", {"FAN2 SYS", "In-house", "0"})),
               std::string::npos)
         << fans;
 
@@ -279,7 +288,7 @@ TEST_F(ReportTables, EnvironmentTablesShowUnsignedReadings)
     m_Daemon.AnswerString(0x0404, 0, 0, "Ambient");
     m_Daemon.AnswerNumber(0x0403, 0, 0, 2);
     m_Daemon.AnswerNumber(0x0402, 0, 0, 24);
-    m_Daemon.AnswerNumber(0x0401, 0, 1, 2);        // code absent from the table
+    m_Daemon.AnswerNumber(0x0401, 0, 1, 2);          // code absent from the table
     m_Daemon.AnswerNumber(0x0402, 0, 1, 0xFFFFFFFB); // a reading of -5 still prints unsigned
     const std::string temperatures = EnvironmentTables::BuildTemperatureTable(m_Query)->Render();
     EXPECT_NE(temperatures.find("<th>Temperature (\xC2\xB0"
@@ -311,8 +320,10 @@ TEST(ReportTablesWithoutDaemon, EveryTableHasHeadingsOnly)
         EXPECT_EQ(table->RowCount(), 0u);
 
     const std::string raid = StorageTables::BuildRaidManagerTable(unbound)->Render();
-    EXPECT_NE(raid.find("\"status-not-present icon status\">Not Installed</td>\n<td class=\"status-not-present icon "
-                        "status\">Unknown</td>\n            <td>N/A</td>"),
-              std::string::npos)
+    EXPECT_NE(
+        raid.find(
+            "\"status-not-present icon status\">Not Installed</td>\n<td class=\"status-not-present icon "
+            "status\">Unknown</td>\n            <td>N/A</td>"),
+        std::string::npos)
         << raid;
 }

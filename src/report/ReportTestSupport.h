@@ -4,9 +4,9 @@
 // records, and a runner that starts the HostCapture program as a child process. Used by the
 // report's end-to-end tests and its benchmark; not part of the library.
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -110,10 +110,22 @@ inline void AppendEventRecord(std::vector<uint8_t>& out, uint8_t severity, uint1
 {
     const size_t length = 16 + text.size() + 1;
     const uint32_t stamp = static_cast<uint32_t>(time);
-    const uint8_t header[16] = {static_cast<uint8_t>(length), static_cast<uint8_t>(length >> 8), 0, severity,
-                                static_cast<uint8_t>(code), static_cast<uint8_t>(code >> 8), 0, 0,
-                                static_cast<uint8_t>(stamp), static_cast<uint8_t>(stamp >> 8),
-                                static_cast<uint8_t>(stamp >> 16), static_cast<uint8_t>(stamp >> 24), 0, 0, 0, 0};
+    const uint8_t header[16] = {static_cast<uint8_t>(length),
+                                static_cast<uint8_t>(length >> 8),
+                                0,
+                                severity,
+                                static_cast<uint8_t>(code),
+                                static_cast<uint8_t>(code >> 8),
+                                0,
+                                0,
+                                static_cast<uint8_t>(stamp),
+                                static_cast<uint8_t>(stamp >> 8),
+                                static_cast<uint8_t>(stamp >> 16),
+                                static_cast<uint8_t>(stamp >> 24),
+                                0,
+                                0,
+                                0,
+                                0};
     out.insert(out.end(), header, header + 16);
     out.insert(out.end(), text.begin(), text.end());
     out.push_back(0);

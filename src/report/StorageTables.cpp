@@ -84,7 +84,8 @@ std::unique_ptr<TableComponent> BuildRaidAdapterTable(CConfigSpaceQuery& query)
     for (uint32_t adapter = 0; adapter < adapterCount; ++adapter)
     {
         const RowHead head = CellFormat::RowHeadFromCoded(query.GetRaidAdapterStatus(adapter));
-        table->AddRow(head, {CellFormat::Unsigned(adapter), HtmlText::FromDaemon(query.GetRaidAdapterDesignation(adapter))});
+        table->AddRow(head, {CellFormat::Unsigned(adapter),
+                             HtmlText::FromDaemon(query.GetRaidAdapterDesignation(adapter))});
     }
     return table;
 }

@@ -131,9 +131,10 @@ TEST(SystemEventLog, TableShowsSeverityCodeTimeAndEscapedMessage)
                              Record(9, 0x0001, 1, "unknown severity"), Record(2, 0x0B10, 60, "major"),
                              Record(3, 0xFFFF, 86400, "\xFF\x01 critical")});
     const std::string table = SystemEventLog::BuildTable(bytes)->Render();
-    EXPECT_NE(table.find("<th>Status</th>\n            <th>Error Code</th>\n            <th>Timestamp</th>\n     "
-                         "       <th>Message</th>"),
-              std::string::npos);
+    EXPECT_NE(
+        table.find("<th>Status</th>\n            <th>Error Code</th>\n            <th>Timestamp</th>\n     "
+                   "       <th>Message</th>"),
+        std::string::npos);
     const std::string expected =
         "\n          <tr>\n            <td class=\"status-normal icon status\">Info</td>\n            "
         "<td>0x120034</td>\n            <td>2024/03/05 07:09:01</td>\n            <td>Info &lt;b&gt;</td>\n"
@@ -142,7 +143,8 @@ TEST(SystemEventLog, TableShowsSeverityCodeTimeAndEscapedMessage)
         "<td>minor</td>\n          </tr>\n          <tr>\n            <td class=\"status-major icon "
         "status\">Major</td>\n            <td>0xB0010</td>\n            <td>1970/01/01 00:01:00</td>\n"
         "            <td>major</td>\n          </tr>\n          <tr>\n            <td class=\"status-error "
-        "icon status\">Critical</td>\n            <td>0xFF00FF</td>\n            <td>1970/01/02 00:00:00</td>\n"
+        "icon status\">Critical</td>\n            <td>0xFF00FF</td>\n            <td>1970/01/02 "
+        "00:00:00</td>\n"
         "            <td>\xEF\xBF\xBD\xEF\xBF\xBD critical</td>\n          </tr>\n        </tbody>";
     EXPECT_NE(table.find(expected), std::string::npos) << table;
     EXPECT_EQ(table.find("unknown severity"), std::string::npos);
