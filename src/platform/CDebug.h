@@ -63,6 +63,7 @@ public:
     ETarget GetTarget() const { return m_Target; }
     const char* GetLogFilePath() const { return m_LogFilePath; }
     bool HasLogFile() const { return m_LogFile != nullptr; }
+    unsigned GetRingBufferWrapCount() const { return m_RingWrapCount; }
 
 protected:
     // Where one line goes.

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "TestEnv.h"
+
+#include <fstream>
+#include <memory>
+#include <regex>
+#include <string>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <vector>
+
+// A private system root for one trace test, with every variable the trace facility reads cleared,
+// so that a CDebug built inside the test sees only what the test sets up.
+class TraceTestEnv
+{
+public:
+    TraceTestEnv() : m_Root(new ScopedEnv("HOSTCAPTURE_SYSROOT", m_Dir.Path().c_str()))
+    {
+        for (const char* name :
+             {"TM_LOG_DYNAMIC_UPDATE", "TM_LOG_FILE_DIR", "TM_LOG_FILE_MAX_SIZE", "TM_LOG_RINGBUF_DIR",
+              "TM_LOG_DEBUG_LEVEL", "TraceFileLimit", "TM_LOG_RINGBUF_WEIGHT", "TM_LOG_NOHDR_TOSDTERR"})
+            Set(name, nullptr);
+    }
+
+    void Set(const char* name, const char* value) { m_Vars.emplace_back(new ScopedEnv(name, value)); }
+    const std::string& Root() const { return m_Dir.Path(); }
+    std::string Write(const std::string& relative, const std::string& content) const
+    {
+        return m_Dir.Write(relative, content);
+    }
+    std::string ConfigDir() const { return Root() + "/opt/TessmarkQDX/vital/etc/TessmarkSuite/TraceConfig"; }
+    std::string WriteIni(const std::string& name, const std::string& content) const
+    {
+        return m_Dir.Write("opt/TessmarkQDX/vital/etc/TessmarkSuite/TraceConfig/" + name, content);
+    }
+    // A log directory under the root, selected through TM_LOG_RINGBUF_DIR.
+    std::string UseLogDir()
+    {
+        std::string dir = Root() + "/logs";
+        MakeDirs(dir);
+        Set("TM_LOG_RINGBUF_DIR", dir.c_str());
+        return dir;
+    }
+
+private:
+    TempDir m_Dir;
+    std::unique_ptr<ScopedEnv> m_Root;
+    std::vector<std::unique_ptr<ScopedEnv>> m_Vars;
+};
+
+inline std::vector<std::string> ReadLines(const std::string& path)
+{
+    std::vector<std::string> lines;
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+// The message part of a trace line written with the default tag, or "<no prefix>".
+inline std::string MessageOf(const std::string& line)
+{
+    static const std::regex prefix(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[\d{10}\] HostCapture   )");
+    std::smatch match;
+    if (!std::regex_search(line, match, prefix))
+        return "<no prefix>";
+    return match.suffix().str();
+}
+
+inline size_t CountOf(const std::string& text, const std::string& part)
+{
+    size_t count = 0;
+    for (size_t pos = text.find(part); pos != std::string::npos; pos = text.find(part, pos + 1))
+        ++count;
+    return count;
+}
+
+// Moves a file's modification time by a number of seconds, instead of waiting for the clock.
+inline bool ShiftMtime(const std::string& path, int seconds)
+{
+    struct stat info;
+    if (stat(path.c_str(), &info) != 0)
+        return false;
+    struct timeval times[2] = {{info.st_atim.tv_sec, 0}, {info.st_mtim.tv_sec + seconds, 0}};
+    return utimes(path.c_str(), times) == 0;
+}
