@@ -54,6 +54,11 @@ public:
     void SetLastError(uint32_t code);
 
 private:
+    // Attach side (CSwitchClientAttach.cpp), called with the client mutex held.
+    bool AttachFirstReference();
+    bool FindInstalledService();
+    bool WaitForServiceAndOpenChannel();
+
     // Event side (CSwitchClientEvents.cpp).
     bool EnableEventsLocked();
     void DisableEventsLocked();

@@ -18,6 +18,23 @@ unsigned TraceThreadId()
     return static_cast<unsigned>(pthread_self());
 }
 
+int ConnectUnixSocket(int fd, const char* path)
+{
+    struct sockaddr_un address;
+    memset(&address, 0, sizeof(address));
+    address.sun_family = AF_UNIX;
+    size_t length = strlen(path);
+    if (length > sizeof(address.sun_path))
+    {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    memcpy(address.sun_path, path, length);
+    // The family field plus the path without its terminating zero.
+    auto addressLength = static_cast<socklen_t>(offsetof(struct sockaddr_un, sun_path) + length);
+    return connect(fd, reinterpret_cast<struct sockaddr*>(&address), addressLength);
+}
+
 int OpenDevice(const char* path)
 {
     if (path == nullptr)
@@ -34,22 +51,7 @@ int OpenDevice(const char* path)
         return -1;
     }
 
-    struct sockaddr_un address;
-    memset(&address, 0, sizeof(address));
-    address.sun_family = AF_UNIX;
-    size_t length = strlen(path);
-    int result = -1;
-    if (length > sizeof(address.sun_path))
-    {
-        errno = ENAMETOOLONG;
-    }
-    else
-    {
-        memcpy(address.sun_path, path, length);
-        // The family field plus the path without its terminating zero.
-        auto addressLength = static_cast<socklen_t>(offsetof(struct sockaddr_un, sun_path) + length);
-        result = connect(fd, reinterpret_cast<struct sockaddr*>(&address), addressLength);
-    }
+    int result = ConnectUnixSocket(fd, path);
     if (result != 0)
     {
         int error = errno;

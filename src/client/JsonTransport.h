@@ -43,6 +43,9 @@ enum TransportResult : uint32_t
 // Connected descriptor, -1 when no socket could be created, -2 when the connect failed (also for
 // a path too long for a socket address). errno tells why.
 int OpenDevice(const char* path);
+// connect() of a UNIX stream socket to a path: 0, or -1 with errno (ENAMETOOLONG for a path that
+// does not fit into a socket address).
+int ConnectUnixSocket(int fd, const char* path);
 
 // Waits until all events of pollMask are reported for fd. Returns pollMask, or -3 (fd negative),
 // -4 (timeout 0), -15 (timeout), -6 (poll error or hang-up), -9 (error condition on the

@@ -1,0 +1,102 @@
+// Request exchanges of the client and the cabinet-number request it makes for itself.
+#include "CSwitchClient.h"
+
+#include "CDebug.h"
+#include "JsonTransport.h"
+
+#include <algorithm>
+
+namespace
+{
+constexpr uint32_t kOpCabinetNumber = 0xE204;
+constexpr uint32_t kMissingStatus = 22;
+
+uint32_t LowBits(const rapidjson::Value& number)
+{
+    if (number.IsUint64())
+        return static_cast<uint32_t>(number.GetUint64());
+    if (number.IsInt64())
+        return static_cast<uint32_t>(static_cast<uint64_t>(number.GetInt64()));
+    return 0;
+}
+
+// The cabinet number in the reply's "DA": raw bytes (little-endian), a number, or a boolean.
+uint32_t CabinetNumberFromReply(const CObraRequest& reply)
+{
+    const rapidjson::Value* command = GetCommand(reply, 0);
+    if (command == nullptr)
+        return 0;
+    auto member = command->FindMember("DA");
+    if (member == command->MemberEnd())
+        return 0;
+    const rapidjson::Value& data = member->value;
+    if (data.IsNumber())
+        return LowBits(data);
+    if (data.IsBool())
+        return data.GetBool() ? 1 : 0;
+    if (!data.IsObject())
+        return 0;
+    auto raw = data.FindMember("RAW");
+    if (raw == data.MemberEnd() || !raw->value.IsArray())
+        return 0;
+    const rapidjson::Value& bytes = raw->value;
+    if (bytes.Size() == 0)
+        return 0;
+    if (bytes.Size() == 1)
+        return LowBits(bytes[0]);
+    // Two bytes make a 16-bit number, three or more the first four bytes of a 32-bit one.
+    rapidjson::SizeType count = bytes.Size() == 2 ? 2 : std::min<rapidjson::SizeType>(bytes.Size(), 4);
+    uint32_t value = 0;
+    for (rapidjson::SizeType i = 0; i < count; ++i)
+        value += (LowBits(bytes[i]) & 0xFF) << (8 * i);
+    return value;
+}
+} // namespace
+
+uint32_t CSwitchClient::Request(CObraRequest& request, uint32_t timeout)
+{
+    const std::string text = request.Serialize();
+    std::string reply;
+    pthread_mutex_lock(&m_ClientMutex);
+    uint32_t result = SendRequestOnFd(m_FdRequestChannel, text.c_str(), reply, timeout);
+    pthread_mutex_unlock(&m_ClientMutex);
+    g_Debug.Print(4, "\nCSwitchClient::Request: reply data: %s", reply.c_str());
+
+    if (result != kTransportOk)
+    {
+        // The failure becomes the command's status, so the answer reads like any other.
+        g_Debug.Print(1, "\nCSwitchClient::Request: request failed with rc=%d", static_cast<int>(result));
+        request.SetCommandNumber("ST", result);
+    }
+    else
+    {
+        request.ParseReply(reply.c_str());
+    }
+
+    const int slot = request.Slot();
+    if (g_Debug.IsTraceEnabled())
+    {
+        g_Debug.Print(3, "\nCSwitchClient::Request: Receive response OC=0x%04X, OE=0x%04X, CB=0x%08X, OI=0x%08X, Status=0x%04X",
+                      GetCmdValue(request, slot, "OC", 0), GetCmdValue(request, slot, "OE", 0),
+                      GetCmdValue(request, slot, "CA", 0), GetCmdValue(request, slot, "OI", 0),
+                      GetCmdValue(request, slot, "ST", kMissingStatus));
+    }
+    return GetCmdValue(request, slot, "ST", kMissingStatus);
+}
+
+bool CSwitchClient::RequestCabinetNumber(uint32_t& cabinetNumber)
+{
+    g_Debug.Print(2, "\nCSwitchClient       : Requesting server cabinet number...");
+    CObraRequest request(0);
+    request.SetCommandNumber("OC", kOpCabinetNumber);
+    uint32_t status = Request(request, 0);
+    if (status != 0)
+    {
+        g_Debug.Print(1, "\nCSwitchClient       : ## ERROR! Failed to request server cabinet number (0x%02X)", status);
+        return false;
+    }
+    cabinetNumber = CabinetNumberFromReply(request);
+    g_Debug.Print(2, "\nCSwitchClient       : -> server cabinet number = %d (0x%02X)", static_cast<int>(cabinetNumber),
+                  cabinetNumber);
+    return true;
+}
