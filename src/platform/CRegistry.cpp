@@ -135,14 +135,18 @@ void CRegistry::SaveTree()
     }
 
     // An empty live file carries nothing worth keeping and must not replace a good backup.
-    struct stat status{};
-    if (stat(m_Path.c_str(), &status) == 0 && status.st_size > 0 && std::rename(m_Path.c_str(), m_PathOld.c_str()) != 0 &&
-        trace)
-        g_Debug.Print(1, "CRegistry: ERROR: Cannot rename \"%s\" to \"%s\"\n", m_Path.c_str(), m_PathOld.c_str());
+    struct stat status
+    {
+    };
+    if (stat(m_Path.c_str(), &status) == 0 && status.st_size > 0 &&
+        std::rename(m_Path.c_str(), m_PathOld.c_str()) != 0 && trace)
+        g_Debug.Print(1, "CRegistry: ERROR: Cannot rename \"%s\" to \"%s\"\n", m_Path.c_str(),
+                      m_PathOld.c_str());
     if (std::rename(m_PathNew.c_str(), m_Path.c_str()) != 0)
     {
         if (trace)
-            g_Debug.Print(1, "CRegistry: ERROR: Cannot rename \"%s\" to \"%s\"\n", m_PathNew.c_str(), m_Path.c_str());
+            g_Debug.Print(1, "CRegistry: ERROR: Cannot rename \"%s\" to \"%s\"\n", m_PathNew.c_str(),
+                          m_Path.c_str());
         return;
     }
     chmod(m_Path.c_str(), 0644);

@@ -117,7 +117,9 @@ std::unique_ptr<CRegistryNode> CRegistryFile::Restore(const std::string& path)
             g_Debug.Print(1, "CRegistry: WARNING: Could not open \"%s\"\n", path.c_str());
         return nullptr;
     }
-    struct stat status{};
+    struct stat status
+    {
+    };
     if (fstat(fileno(file), &status) != 0 || status.st_size <= 0)
     {
         std::fclose(file);
@@ -132,8 +134,9 @@ std::unique_ptr<CRegistryNode> CRegistryFile::Restore(const std::string& path)
     if (root->EntryCount() == 0)
     {
         if (trace)
-            g_Debug.Print(1, "CRegistry: WARNING: Node restoring from \"%s\" failed - check the content of this file\n",
-                          path.c_str());
+            g_Debug.Print(
+                1, "CRegistry: WARNING: Node restoring from \"%s\" failed - check the content of this file\n",
+                path.c_str());
         return nullptr;
     }
     return root;
@@ -162,8 +165,9 @@ void CRegistryFile::Read(FILE* file, CRegistryNode& root, const std::string& pat
             if (line[0] == '[')
                 ++skippedDepth;
             if (trace)
-                g_Debug.Print(3, "CRegistry: WARNING: line %u of \"%s\" is longer than %zu characters, skipped\n",
-                              lineNumber, pathForTrace.c_str(), kMaxLineLength);
+                g_Debug.Print(
+                    3, "CRegistry: WARNING: line %u of \"%s\" is longer than %zu characters, skipped\n",
+                    lineNumber, pathForTrace.c_str(), kMaxLineLength);
             continue;
         }
         if (kind == LineKind::Garbage)
@@ -201,8 +205,9 @@ void CRegistryFile::Read(FILE* file, CRegistryNode& root, const std::string& pat
         }
         skippedDepth = 1;
         if (trace)
-            g_Debug.Print(3, "CRegistry: WARNING: key in line %u of \"%s\" nested deeper than %u levels, skipped\n",
-                          lineNumber, pathForTrace.c_str(), CRegistryNode::kMaxDepth);
+            g_Debug.Print(
+                3, "CRegistry: WARNING: key in line %u of \"%s\" nested deeper than %u levels, skipped\n",
+                lineNumber, pathForTrace.c_str(), CRegistryNode::kMaxDepth);
     }
 }
 

@@ -41,7 +41,8 @@ std::vector<std::string> SplitPath(const char* path)
 // A key name must survive the "[name]" line of the file.
 bool IsStorableKeyName(const std::string& name)
 {
-    return name.find_first_of("]\r\n") == std::string::npos && name.size() + 2 <= CRegistryFile::kMaxLineLength;
+    return name.find_first_of("]\r\n") == std::string::npos &&
+           name.size() + 2 <= CRegistryFile::kMaxLineLength;
 }
 
 const char* Printable(const char* text)

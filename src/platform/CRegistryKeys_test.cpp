@@ -46,10 +46,13 @@ protected:
 TEST_F(CRegistryKeys, SlashAndBackslashPathsReachTheSameKeyButCaseMatters)
 {
     CRegistryKey withBackslashes;
-    ASSERT_EQ(m_Registry.Open("HKEY_LOCAL_MACHINE\\SOFTWARE\\Valmerex\\Management\\Server Control", withBackslashes),
+    ASSERT_EQ(m_Registry.Open("HKEY_LOCAL_MACHINE\\SOFTWARE\\Valmerex\\Management\\Server Control",
+                              withBackslashes),
               0u);
     CRegistryKey withSlashes;
-    ASSERT_EQ(m_Registry.Open("/HKEY_LOCAL_MACHINE/SOFTWARE//Valmerex/Management/Server Control/", withSlashes), 0u);
+    ASSERT_EQ(
+        m_Registry.Open("/HKEY_LOCAL_MACHINE/SOFTWARE//Valmerex/Management/Server Control/", withSlashes),
+        0u);
     EXPECT_EQ(withBackslashes.Node(), withSlashes.Node());
 
     // Opening from a handle walks below it.
@@ -63,7 +66,8 @@ TEST_F(CRegistryKeys, SlashAndBackslashPathsReachTheSameKeyButCaseMatters)
     EXPECT_EQ(m_Registry.Open("software\\Valmerex", wrongCase), CRegistry::kOpenFailed);
     EXPECT_TRUE(wrongCase.IsRoot());
     // A value is not a key.
-    EXPECT_EQ(m_Registry.OpenPointer("HKEY_LOCAL_MACHINE/SOFTWARE/Valmerex/Management/Server Control/Setup/BinRoot"),
+    EXPECT_EQ(m_Registry.OpenPointer(
+                  "HKEY_LOCAL_MACHINE/SOFTWARE/Valmerex/Management/Server Control/Setup/BinRoot"),
               nullptr);
     EXPECT_EQ(m_Registry.OpenPointer("HKEY_LOCAL_MACHINE\\SOFTWARE"),
               m_Registry.CreateKey("HKEY_LOCAL_MACHINE/SOFTWARE"));
@@ -73,7 +77,9 @@ TEST_F(CRegistryKeys, SlashAndBackslashPathsReachTheSameKeyButCaseMatters)
 TEST_F(CRegistryKeys, QueryValueCopiesIntoCallerStorage)
 {
     CRegistryKey key;
-    ASSERT_EQ(m_Registry.Open("HKEY_LOCAL_MACHINE\\SOFTWARE\\Valmerex\\Management\\Server Control\\Setup", key), 0u);
+    ASSERT_EQ(
+        m_Registry.Open("HKEY_LOCAL_MACHINE\\SOFTWARE\\Valmerex\\Management\\Server Control\\Setup", key),
+        0u);
     uint32_t type = 0;
     uint32_t count = 0;
     EXPECT_EQ(m_Registry.QueryValue(key, "BinRoot", &type, nullptr, nullptr), EINVAL);

@@ -120,7 +120,8 @@ std::optional<std::string> CRegistry::GetValue(const CRegistryKey& key, const ch
     return result;
 }
 
-int CRegistry::QueryValue(const CRegistryKey& key, const char* name, uint32_t* type, void* data, uint32_t* count)
+int CRegistry::QueryValue(const CRegistryKey& key, const char* name, uint32_t* type, void* data,
+                          uint32_t* count)
 {
     if (count == nullptr)
     {
@@ -154,7 +155,8 @@ int CRegistry::QueryValue(const CRegistryKey& key, const char* name, uint32_t* t
     }
 }
 
-int CRegistry::SetValue(const CRegistryKey& key, const char* name, const void* data, uint32_t length, uint32_t type)
+int CRegistry::SetValue(const CRegistryKey& key, const char* name, const void* data, uint32_t length,
+                        uint32_t type)
 {
     const bool trace = g_Debug.IsTraceEnabled();
     if (trace)

@@ -152,7 +152,9 @@ TEST(CRegistryFiles, SavingRotatesTheLiveFileIntoTheBackup)
     EXPECT_EQ(files.Read("registry.old"), first);
     EXPECT_EQ(files.Read("registry"), "Version=d=2\n\n");
     EXPECT_NE(access(files.PathOf("registry.new").c_str(), F_OK), 0);
-    struct stat status{};
+    struct stat status
+    {
+    };
     ASSERT_EQ(stat(files.PathOf("registry").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0644u);
 
@@ -195,8 +197,9 @@ TEST(CRegistryFiles, OverlongLinesAreSkippedWhole)
     // Exactly 1023 characters is the longest line taken.
     const std::string longest = "Max=s=" + Repeat('m', 1023 - 6);
     const std::string tooLong = "Big=s=" + Repeat('b', 1024 - 6);
-    files.Write("registry", "Before=s=1\n" + longest + "\n" + tooLong + "\n" + "Huge=s=" + Repeat('h', 100000) +
-                                "\n" + "[" + Repeat('k', 2000) + "]\n" + "Inside=s=dropped\n\n" + "After=s=2\n\n");
+    files.Write("registry", "Before=s=1\n" + longest + "\n" + tooLong + "\n" +
+                                "Huge=s=" + Repeat('h', 100000) + "\n" + "[" + Repeat('k', 2000) + "]\n" +
+                                "Inside=s=dropped\n\n" + "After=s=2\n\n");
     CRegistry registry;
     registry.SetupTree();
     ASSERT_TRUE(registry.IsSetup());

@@ -97,7 +97,8 @@ bool CThread::Start(StartRoutine routine, void* argument, int priority, bool sus
         if (result != 0)
         {
             if (trace)
-                g_Debug.Print(2, "\npthread_attr_setschedparam failed: error=%d priority=%d", result, priority);
+                g_Debug.Print(2, "\npthread_attr_setschedparam failed: error=%d priority=%d", result,
+                              priority);
             return false;
         }
     }
@@ -128,12 +129,14 @@ bool CThread::WaitForTermination(int timeoutMs)
         // Without tracing the caller is told that there is nothing left to wait for.
         if (!trace)
             return true;
-        g_Debug.Print(1, "\nCThread::WaitForTermination: Thread = 0x0%08X doesn't exist !", ShortId(m_Thread));
+        g_Debug.Print(1, "\nCThread::WaitForTermination: Thread = 0x0%08X doesn't exist !",
+                      ShortId(m_Thread));
         return false;
     }
     if (timeoutMs != -1 && trace)
-        g_Debug.Print(3, "\nCThread::WaitForTermination: WARNING: can't wait for Thread = 0x%08X termination "
-                         "with timeout",
+        g_Debug.Print(3,
+                      "\nCThread::WaitForTermination: WARNING: can't wait for Thread = 0x%08X termination "
+                      "with timeout",
                       ShortId(m_Thread));
     if (!m_Waitable)
     {
@@ -147,9 +150,9 @@ bool CThread::WaitForTermination(int timeoutMs)
     if (result != 0)
     {
         if (trace)
-            g_Debug.Print(1,
-                          "\nCThread::WaitForTermination: ERROR ! ThreadJoin failed, Thread = 0x%08X, Err = 0x%08x",
-                          ShortId(m_Thread), static_cast<unsigned>(result));
+            g_Debug.Print(
+                1, "\nCThread::WaitForTermination: ERROR ! ThreadJoin failed, Thread = 0x%08X, Err = 0x%08x",
+                ShortId(m_Thread), static_cast<unsigned>(result));
         return false;
     }
     if (trace)

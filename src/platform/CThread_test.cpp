@@ -149,7 +149,8 @@ TEST(CThread, NonZeroPriorityGoesThroughTheSchedulingAttributes)
     // One outside the round-robin range is refused before any thread exists.
     ThreadFacts facts;
     CThread thread;
-    EXPECT_FALSE(thread.Start(RecordFacts, &facts, sched_get_priority_max(SCHED_RR) + 1, false, 0, false, true));
+    EXPECT_FALSE(
+        thread.Start(RecordFacts, &facts, sched_get_priority_max(SCHED_RR) + 1, false, 0, false, true));
     EXPECT_EQ(thread.GetId(), pthread_t{});
     EXPECT_EQ(facts.runs, 0);
 }
