@@ -83,6 +83,11 @@ bool SimProcess::StartWithProfileText(const std::string& profileJson)
 
 bool SimProcess::Restart()
 {
+    if (m_Profile.empty())
+    {
+        m_Error = "qmxd-sim was never started, so there is no profile to restart with";
+        return false;
+    }
     Stop();
     return Launch();
 }

@@ -21,6 +21,15 @@ class SimEventsTest : public ::testing::Test
 {
 protected:
     void Start(const std::string& profile) { ASSERT_TRUE(m_Sim.StartWithProfileText(profile)) << m_Sim.Error(); }
+    // Whatever the test did to it, the daemon stops cleanly (a sanitizer finding would show here
+    // as a non-zero status).
+    void TearDown() override
+    {
+        if (m_Sim.IsRunning())
+        {
+            EXPECT_EQ(m_Sim.Stop(), 0) << ReadFile(m_Root.Path() + "/qmxd-sim.stderr");
+        }
+    }
     std::string Socket() const { return m_Root.Path() + "/opt/TessmarkQDX/vital/qmxdaj"; }
 
     // The object index of the next event on the channel, or -1.

@@ -35,6 +35,15 @@ class SimRequestsTest : public ::testing::Test
 {
 protected:
     void SetUp() override { ASSERT_TRUE(m_Sim.StartWithProfileText(kProfile)) << m_Sim.Error(); }
+    // Whatever the test did to it, the daemon stops cleanly (a sanitizer finding would show here
+    // as a non-zero status).
+    void TearDown() override
+    {
+        if (m_Sim.IsRunning())
+        {
+            EXPECT_EQ(m_Sim.Stop(), 0) << ReadFile(m_Root.Path() + "/qmxd-sim.stderr");
+        }
+    }
     std::string Socket() const { return m_Root.Path() + "/opt/TessmarkQDX/vital/qmxdsj"; }
 
     static std::string Query(unsigned oc, unsigned oe, unsigned oi)
