@@ -37,7 +37,7 @@ void CRecursiveLock::Unlock()
 {
     if (!m_Valid || !IsOwnedByCaller())
         return;
-    if (m_Count > 1)
+    if (__atomic_load_n(&m_Count, __ATOMIC_RELAXED) > 1)
     {
         __atomic_sub_fetch(&m_Count, 1u, __ATOMIC_RELAXED);
         return;
