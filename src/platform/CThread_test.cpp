@@ -10,30 +10,6 @@
 
 namespace
 {
-// Upper bound for waiting on a helper thread's signal, so that a broken wrapper fails the test
-// instead of hanging the suite.
-constexpr int kSignalWaitMs = 5000;
-
-struct PipePair
-{
-    int fds[2] = {-1, -1};
-    PipePair() { EXPECT_EQ(pipe(fds), 0); }
-    ~PipePair()
-    {
-        for (int fd : fds)
-            if (fd >= 0)
-                close(fd);
-    }
-    int ReadEnd() const { return fds[0]; }
-    int WriteEnd() const { return fds[1]; }
-};
-
-bool WaitReadable(int fd)
-{
-    pollfd entry{fd, POLLIN, 0};
-    return poll(&entry, 1, kSignalWaitMs) == 1;
-}
-
 struct ThreadFacts
 {
     int runs = 0; // read only after the join
@@ -65,64 +41,63 @@ ThreadFacts RunWaitable(int priority, size_t stackSize)
     return facts;
 }
 
-// Blocks in read() on a pipe that nobody writes to; only cancellation ends it. The cleanup
-// handler reports the cancellation through a second pipe.
+// A thread blocked in read() on a pipe nobody writes to; only cancellation ends it. It reports
+// its start and, from its cleanup handler, its cancellation through pipes of their own.
 struct BlockedReader
 {
-    PipePair never;
-    PipePair started;
-    PipePair cancelled;
+    int never[2] = {-1, -1};
+    int started[2] = {-1, -1};
+    int cancelled[2] = {-1, -1};
+    BlockedReader() { EXPECT_TRUE(pipe(never) == 0 && pipe(started) == 0 && pipe(cancelled) == 0); }
+    ~BlockedReader()
+    {
+        for (int* pair : {never, started, cancelled})
+            for (int index : {0, 1})
+                close(pair[index]);
+    }
+    // Bounded, so that a broken wrapper fails the test instead of hanging the suite.
+    static bool Signalled(int fd)
+    {
+        pollfd entry{fd, POLLIN, 0};
+        return poll(&entry, 1, 5000) == 1;
+    }
 };
 
 void ReportCancelled(void* argument)
 {
-    const char byte = 'c';
-    (void)!write(static_cast<BlockedReader*>(argument)->cancelled.WriteEnd(), &byte, 1);
+    (void)!write(static_cast<BlockedReader*>(argument)->cancelled[1], "c", 1);
 }
 
 void* BlockInRead(void* argument)
 {
     auto* reader = static_cast<BlockedReader*>(argument);
     pthread_cleanup_push(ReportCancelled, reader);
-    const char byte = 's';
-    (void)!write(reader->started.WriteEnd(), &byte, 1);
+    (void)!write(reader->started[1], "s", 1);
     char buffer;
-    (void)!read(reader->never.ReadEnd(), &buffer, 1);
+    (void)!read(reader->never[0], &buffer, 1);
     pthread_cleanup_pop(0);
     return nullptr;
 }
 } // namespace
 
-TEST(CThread, WaitableThreadRunsAndIsJoined)
+TEST(CThread, WaitableThreadIsJoinedByWaitOrKill)
 {
     ThreadFacts facts;
     CThread thread;
     ASSERT_TRUE(thread.Start(RecordFacts, &facts, 0, false, 0, false, true));
     EXPECT_NE(thread.GetId(), pthread_t{});
-    EXPECT_TRUE(thread.IsWaitable());
     // A timeout cannot be honoured; the wait still ends with the join.
     EXPECT_TRUE(thread.WaitForTermination(100));
     EXPECT_EQ(facts.runs, 1);
     EXPECT_EQ(thread.GetId(), pthread_t{});
     // Nothing left: false while tracing, true without.
     EXPECT_EQ(thread.WaitForTermination(-1), !g_Debug.IsTraceEnabled());
-}
+    EXPECT_FALSE(thread.Kill());
 
-TEST(CThread, KillJoinsAWaitableThread)
-{
-    ThreadFacts facts;
-    CThread thread;
     ASSERT_TRUE(thread.Start(RecordFacts, &facts, 0, false, 0, false, true));
     EXPECT_TRUE(thread.Kill());
-    EXPECT_EQ(facts.runs, 1);
+    EXPECT_EQ(facts.runs, 2);
     EXPECT_EQ(thread.GetId(), pthread_t{});
-    EXPECT_FALSE(thread.Kill());
-}
-
-TEST(CThread, KillWithoutThreadFails)
-{
-    CThread thread;
-    EXPECT_FALSE(thread.Kill());
 }
 
 TEST(CThread, PriorityZeroKeepsSchedulingAndStackSizeIsNotApplied)
@@ -130,23 +105,13 @@ TEST(CThread, PriorityZeroKeepsSchedulingAndStackSizeIsNotApplied)
     int ownPolicy = -1;
     sched_param ownParameters{};
     ASSERT_EQ(pthread_getschedparam(pthread_self(), &ownPolicy, &ownParameters), 0);
-
     const ThreadFacts plain = RunWaitable(0, 0);
-    EXPECT_EQ(plain.runs, 1);
     EXPECT_EQ(plain.policy, ownPolicy);
+    EXPECT_EQ(RunWaitable(0, 0x4000).stackSize, plain.stackSize);
 
-    const ThreadFacts small = RunWaitable(0, 0x4000);
-    EXPECT_EQ(small.runs, 1);
-    EXPECT_EQ(small.stackSize, plain.stackSize);
-}
-
-TEST(CThread, NonZeroPriorityGoesThroughTheSchedulingAttributes)
-{
-    // A valid round-robin priority is accepted (the thread inherits the creator's scheduling).
-    const ThreadFacts valid = RunWaitable(sched_get_priority_min(SCHED_RR), 0);
-    EXPECT_EQ(valid.runs, 1);
-
-    // One outside the round-robin range is refused before any thread exists.
+    // A valid round-robin priority is accepted (the thread inherits the creator's scheduling);
+    // one outside the round-robin range is refused before any thread exists.
+    EXPECT_EQ(RunWaitable(sched_get_priority_min(SCHED_RR), 0).runs, 1);
     ThreadFacts facts;
     CThread thread;
     EXPECT_FALSE(
@@ -160,75 +125,51 @@ TEST(CThread, DetachedThreadCannotBeAwaitedButIsCancelledByKill)
     BlockedReader reader;
     CThread thread;
     ASSERT_TRUE(thread.Start(BlockInRead, &reader, 0, false, 0, false, false));
-    EXPECT_FALSE(thread.IsWaitable());
-    ASSERT_TRUE(WaitReadable(reader.started.ReadEnd()));
-
+    ASSERT_TRUE(BlockedReader::Signalled(reader.started[0]));
     EXPECT_FALSE(thread.WaitForTermination(-1));
     EXPECT_NE(thread.GetId(), pthread_t{});
-
     EXPECT_TRUE(thread.Kill());
     EXPECT_EQ(thread.GetId(), pthread_t{});
-    ASSERT_TRUE(WaitReadable(reader.cancelled.ReadEnd()));
-}
+    ASSERT_TRUE(BlockedReader::Signalled(reader.cancelled[0]));
 
-TEST(CThread, KillAliveThreadStopsThePreviousThreadFirst)
-{
-    BlockedReader reader;
-    CThread thread;
+    // With kill-alive-thread set, a new Start stops the running thread first.
+    BlockedReader second;
     thread.SetKillAliveThread(true);
-    ASSERT_TRUE(thread.Start(BlockInRead, &reader, 0, false, 0, false, false));
-    ASSERT_TRUE(WaitReadable(reader.started.ReadEnd()));
-
+    ASSERT_TRUE(thread.Start(BlockInRead, &second, 0, false, 0, false, false));
+    ASSERT_TRUE(BlockedReader::Signalled(second.started[0]));
     ThreadFacts facts;
     ASSERT_TRUE(thread.Start(RecordFacts, &facts, 0, false, 0, false, true));
-    ASSERT_TRUE(WaitReadable(reader.cancelled.ReadEnd()));
+    ASSERT_TRUE(BlockedReader::Signalled(second.cancelled[0]));
     EXPECT_TRUE(thread.WaitForTermination(-1));
-    EXPECT_EQ(facts.runs, 1);
 }
-
-namespace
-{
-pid_t ForkChild(int exitCode)
-{
-    const pid_t pid = fork();
-    if (pid == 0)
-        _exit(exitCode);
-    return pid;
-}
-
-pid_t ForkSleeper()
-{
-    const pid_t pid = fork();
-    if (pid == 0)
-    {
-        for (;;)
-            pause();
-    }
-    return pid;
-}
-} // namespace
 
 TEST(ProcessFunctions, WaitForProcessReportsTheExitCode)
 {
     int exitCode = 99;
-    const pid_t good = ForkChild(0);
-    ASSERT_GT(good, 0);
-    EXPECT_TRUE(WaitForProcess(good, exitCode));
-    EXPECT_EQ(exitCode, 0);
-
-    const pid_t bad = ForkChild(3);
-    ASSERT_GT(bad, 0);
-    EXPECT_FALSE(WaitForProcess(bad, exitCode));
-    EXPECT_EQ(exitCode, 3);
-
-    // Already reaped: waitpid fails.
-    EXPECT_FALSE(WaitForProcess(bad, exitCode));
-    EXPECT_EQ(exitCode, -1);
+    for (int code : {0, 3})
+    {
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(code);
+        ASSERT_GT(child, 0);
+        EXPECT_EQ(WaitForProcess(child, exitCode), code == 0);
+        EXPECT_EQ(exitCode, code);
+        // Already reaped: waitpid fails.
+        EXPECT_FALSE(WaitForProcess(child, exitCode));
+        EXPECT_EQ(exitCode, -1);
+    }
+    // Group ids would reach strangers (or this process): refused.
+    EXPECT_FALSE(WaitForProcess(0, exitCode));
+    EXPECT_FALSE(KillProcess(0));
+    EXPECT_FALSE(KillProcess(-1));
 }
 
 TEST(ProcessFunctions, KillProcessEndsTheChildBySignal)
 {
-    const pid_t sleeper = ForkSleeper();
+    const pid_t sleeper = fork();
+    if (sleeper == 0)
+        for (;;)
+            pause();
     ASSERT_GT(sleeper, 0);
     const bool killed = KillProcess(sleeper);
     if (!killed)
@@ -237,13 +178,4 @@ TEST(ProcessFunctions, KillProcessEndsTheChildBySignal)
     int exitCode = 99;
     EXPECT_FALSE(WaitForProcess(sleeper, exitCode));
     EXPECT_EQ(exitCode, -1);
-}
-
-TEST(ProcessFunctions, GroupIdsAreRefused)
-{
-    int exitCode = 99;
-    EXPECT_FALSE(WaitForProcess(0, exitCode));
-    EXPECT_FALSE(WaitForProcess(-1, exitCode));
-    EXPECT_FALSE(KillProcess(0));
-    EXPECT_FALSE(KillProcess(-1));
 }
