@@ -1,6 +1,7 @@
 #include "HostCaptureHealth.h"
 
 #include "BoardTables.h"
+#include "CLogMsgFile.h"
 #include "CollapsibleComposite.h"
 #include "EnvironmentTables.h"
 #include "StorageTables.h"
@@ -109,6 +110,10 @@ SectionPtr BuildNetwork(CConfigSpaceQuery& q)
 // the icon of its event's severity.
 SectionPtr BuildEventLog(CConfigSpaceQuery& q)
 {
+    // The catalogue is located once per run, so the trace tells which one the installation has.
+    CLogMsgFile catalogue;
+    catalogue.Open();
+
     auto section = std::make_unique<CollapsibleComposite>();
     section->Add(SystemEventLog::BuildTable(q).release());
     section->SetTitle("System Event Log");

@@ -123,7 +123,7 @@ ProfileBuilder RackServer()
         .String(0x0304, 0, 0, "FAN1 SYS")
         .Number(0x0303, 0, 0, 3)
         .Number(0x0302, 0, 0, 5280);
-    p.Number(0x0301, 0, 1, 3)
+    p.Number(0x0301, 0, 1, 2)
         .String(0x0304, 0, 1, "FAN2 SYS")
         .Number(0x0303, 0, 1, 3)
         .Number(0x0302, 0, 1, 0);
@@ -153,7 +153,7 @@ ProfileBuilder RackServer()
     p.Number(0x2116, 0, 0, 0).String(0x2111, 0, 0, "RAID Ctrl SAS 16G (1)");
     p.Number(0x2116, 0, 1, 1).String(0x2111, 0, 1, "RAID Ctrl SAS 16G (2)");
     p.Number(0x2150, 0, 0, 1).Number(0x2150, 1, 0, 0);
-    p.Number(0x2151, 0, 0, 1).String(0x2152, 0, 0, "LogicalDrive_0").String(0x2155, 0, 0, "RAID-1");
+    p.Number(0x2151, 0, 0, 0).String(0x2152, 0, 0, "LogicalDrive_0").String(0x2155, 0, 0, "RAID-1");
     p.Number(0x2153, 0, 0, 1536);
     p.Number(0x2130, 0, 0, 1).Number(0x2130, 1, 0, 1);
     p.Number(0x2131, 0, 0, 0).Number(0x2132, 0, 0, 1).String(0x2133, 0, 0, "SEAGATE ST600 (0)");
@@ -268,7 +268,8 @@ TEST_F(HostCaptureRun, RackServerShowsEverySectionWithItsData)
     EXPECT_NE(SectionBody(page, "Cooling Devices")
                   .find(Row("status-normal", "OK", {"FAN1 SYS", "In-house", "5280"}) +
                         Row("status-error", "Fail", {"FAN2 SYS", "In-house", "0"})),
-              std::string::npos);
+              std::string::npos)
+        << SectionBody(page, "Cooling Devices");
     EXPECT_NE(
         SectionBody(page, "Temperature").find(Row("status-warning", "Warning", {"CPU1", "CPU Sensor", "81"})),
         std::string::npos);
