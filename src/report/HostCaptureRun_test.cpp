@@ -181,10 +181,11 @@ class HostCaptureRun : public ::testing::Test
 {
 protected:
     // Runs the program in a fresh working directory; returns the page (empty when none written).
-    std::string RunReport()
+    std::string RunReport(std::vector<std::pair<std::string, std::string>> environment = {})
     {
+        environment.emplace_back("HOSTCAPTURE_SYSROOT", m_Root.Path());
         m_Run = ReportTestSupport::RunProgram(HOSTCAPTURE_EXECUTABLE, {"-output", "report.html"},
-                                              m_Work.Path(), {{"HOSTCAPTURE_SYSROOT", m_Root.Path()}});
+                                              m_Work.Path(), environment);
         EXPECT_TRUE(m_Run.started);
         EXPECT_EQ(m_Run.exitStatus, 0) << m_Run.output;
         return ReadFile(m_Work.Path() + "/report.html");
@@ -406,4 +407,55 @@ TEST_F(HostCaptureRun, WithoutDaemonEverySectionIsUnknownAndEmpty)
                             "status\">Unknown",
                             {"N/A"})),
               std::string::npos);
+}
+
+TEST_F(HostCaptureRun, CatalogueSearchIsTraced)
+{
+    TempDir install;
+    m_Root.Write(
+        "opt/TessmarkQDX/vital/etc/plinthd/registry",
+        "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[Valmerex]\n[Management]\n[Server Control]\n[Setup]\nBinRoot=s=" +
+            install.Path() + "\n\n\n\n\n\n\n\n");
+    // The ring-buffer directory variable decides the trace directory when both are set.
+    const std::vector<std::pair<std::string, std::string>> tracing = {{"TM_LOG_DEBUG_LEVEL", "4"},
+                                                                      {"TM_LOG_FILE_DIR", m_Work.Path()},
+                                                                      {"TM_LOG_RINGBUF_DIR", m_Work.Path()}};
+    const std::string local = m_Work.Path() + "/ERRMSG.XML";
+    const std::string registered = install.Path() + "/ERRMSG.XML";
+
+    // Found through the registry: every step of the search is in the trace, in order.
+    install.Write("ERRMSG.XML", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Messages/>\n");
+    ASSERT_FALSE(RunReport(tracing).empty());
+    std::string trace = ReadFile(m_Work.Path() + "/log.hostcapture");
+    const std::vector<std::string> lines = {
+        "CLogMsgFile         : Use event messages file \"ERRMSG.XML\" for decoding",
+        "CLogMsgFile         : Search for file in current directory ...",
+        "CLogMsgFile         : Try to open file \"" + local + "\"",
+        "CLogMsgFile         : Search for file in registered directory ...",
+        "CLogMsgFile         : Try to open file \"" + registered + "\"",
+        "CLogMsgFile         : Event messages successfully opened in \"" + registered + "\"!"};
+    size_t previous = 0;
+    for (const std::string& line : lines)
+    {
+        const size_t at = trace.find(line, previous);
+        ASSERT_NE(at, std::string::npos) << line << "\n" << trace;
+        previous = at;
+    }
+
+    // A catalogue that is not well formed only changes the word in the last line.
+    install.Write("ERRMSG.XML", "<Messages><Message></Messages>");
+    ASSERT_FALSE(RunReport(tracing).empty());
+    trace = ReadFile(m_Work.Path() + "/log.hostcapture");
+    EXPECT_NE(trace.find("CLogMsgFile         : Event messages  opened in \"" + registered + "\"!"),
+              std::string::npos)
+        << trace;
+
+    // One in the working directory is taken first; the registry is not consulted.
+    m_Work.Write("ERRMSG.XML", "<Messages/>");
+    ASSERT_FALSE(RunReport(tracing).empty());
+    trace = ReadFile(m_Work.Path() + "/log.hostcapture");
+    EXPECT_NE(trace.find("CLogMsgFile         : Event messages successfully opened in \"" + local + "\"!"),
+              std::string::npos)
+        << trace;
+    EXPECT_EQ(trace.find("Search for file in registered directory"), std::string::npos);
 }
