@@ -211,7 +211,7 @@ def raid(p, adapter_count, physical_drives):
 
         # Two logical drives per adapter: a mirrored system volume and a parity data volume.
         logical = [("LD0 System", "RAID-1", 0, 2 * 1024 * 1024 // 4),
-                   ("LD1 Data", "RAID-5", 1 if a == 1 else 0, max(drives - 3, 1) * 1144641)]
+                   ("LD1 Data", "RAID-5", 1 if a == 1 else 0, max(drives - 3, 1) * (1831420 if a % 2 == 1 else 1144641))]
         p.answer(0x2150, a, 0, len(logical))
         for d, (name, level, status, size) in enumerate(logical):
             p.answer(0x2151, a, d, status)

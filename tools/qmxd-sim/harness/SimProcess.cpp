@@ -27,7 +27,8 @@ constexpr int kControlTimeoutMs = 60000;
 
 int MillisecondsLeft(std::chrono::steady_clock::time_point deadline)
 {
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     return left.count() > 0 ? static_cast<int>(left.count()) : 0;
 }
 
@@ -104,8 +105,8 @@ bool SimProcess::Launch()
     }
     std::string executable = Executable();
     std::string stderrPath = m_Sysroot + "/qmxd-sim.stderr";
-    std::vector<std::string> words = {executable, "--sysroot", m_Sysroot, "--profile", m_Profile,
-                                      "--exit-with-parent"};
+    std::vector<std::string> words = {executable,  "--sysroot", m_Sysroot,
+                                      "--profile", m_Profile,   "--exit-with-parent"};
     std::vector<char*> argv;
     for (std::string& word : words)
         argv.push_back(&word[0]);
@@ -227,7 +228,8 @@ std::vector<SimCommand> SimProcess::RequestedCommands() const
         rapidjson::Document document;
         document.Parse(lines[index].c_str());
         if (document.HasParseError() || !document.IsObject() || !document.HasMember("SIP") ||
-            !document["SIP"].IsObject() || !document["SIP"].HasMember("CMD") || !document["SIP"]["CMD"].IsArray())
+            !document["SIP"].IsObject() || !document["SIP"].HasMember("CMD") ||
+            !document["SIP"]["CMD"].IsArray())
             continue;
         for (const auto& item : document["SIP"]["CMD"].GetArray())
         {
@@ -316,8 +318,8 @@ bool SimProcess::PushEvents(long times) const
 
 bool SimProcess::WaitEventChannels(size_t count, int timeoutMs) const
 {
-    return Control("wait-channels " + std::to_string(count) + " " + std::to_string(timeoutMs)).compare(0, 2, "ok") ==
-           0;
+    return Control("wait-channels " + std::to_string(count) + " " + std::to_string(timeoutMs))
+               .compare(0, 2, "ok") == 0;
 }
 
 bool SimProcess::DropEventChannels() const

@@ -9,18 +9,18 @@
 // request combine: the longest delay, the most chunks, any hang-up win.
 struct SimFault
 {
-    int delayMs = 0;          // wait before replying
-    int chunks = 0;           // send the reply frame in this many pieces (0 or 1: in one piece)
-    int chunkGapMs = 20;      // pause between the pieces
-    bool hasVersion = false;  // reply with "SIP"."V" = version instead of 1
+    int delayMs = 0;         // wait before replying
+    int chunks = 0;          // send the reply frame in this many pieces (0 or 1: in one piece)
+    int chunkGapMs = 20;     // pause between the pieces
+    bool hasVersion = false; // reply with "SIP"."V" = version instead of 1
     int version = 1;
-    int shortBy = 0;          // length word promises this many bytes more than are sent; the
-                              // connection then stays open and silent
-    bool hangup = false;      // close the connection instead of replying
-    bool omitStatus = false;  // leave "ST" out of this command
+    int shortBy = 0;           // length word promises this many bytes more than are sent; the
+                               // connection then stays open and silent
+    bool hangup = false;       // close the connection instead of replying
+    bool omitStatus = false;   // leave "ST" out of this command
     bool hasReplyText = false; // send replyText verbatim as the reply body
     std::string replyText;
-    int count = -1;           // misbehave for the first count matching commands only (-1: always)
+    int count = -1; // misbehave for the first count matching commands only (-1: always)
 };
 
 // What the daemon answers for one (OC, OE, OI). The JSON values live in the profile's document.

@@ -20,7 +20,10 @@ const char kProfile[] = R"({
 class SimEventsTest : public ::testing::Test
 {
 protected:
-    void Start(const std::string& profile) { ASSERT_TRUE(m_Sim.StartWithProfileText(profile)) << m_Sim.Error(); }
+    void Start(const std::string& profile)
+    {
+        ASSERT_TRUE(m_Sim.StartWithProfileText(profile)) << m_Sim.Error();
+    }
     // Whatever the test did to it, the daemon stops cleanly (a sanitizer finding would show here
     // as a non-zero status).
     void TearDown() override
@@ -87,17 +90,19 @@ TEST_F(SimEventsTest, BurstArrivesCompleteAndInOrderOnEveryChannel)
     SimTestClient* channels[2] = {&first, &second};
     for (int c = 0; c < 2; ++c)
     {
-        readers[c] = std::thread([&, c] {
-            for (int i = 0; i < kRounds * 3; ++i)
+        readers[c] = std::thread(
+            [&, c]
             {
-                int index = NextIndex(*channels[c]);
-                if (index < 0)
-                    break;
-                ++received[c];
-                if (index != i % 3 + 1)
-                    ++wrong[c];
-            }
-        });
+                for (int i = 0; i < kRounds * 3; ++i)
+                {
+                    int index = NextIndex(*channels[c]);
+                    if (index < 0)
+                        break;
+                    ++received[c];
+                    if (index != i % 3 + 1)
+                        ++wrong[c];
+                }
+            });
     }
     EXPECT_EQ(m_Sim.Control("push " + std::to_string(kRounds)), "ok 2");
     for (auto& reader : readers)
@@ -119,7 +124,8 @@ TEST_F(SimEventsTest, MalformedEventFramesAreSentAsAsked)
 
     EXPECT_EQ(m_Sim.Control("push-json {\"SIP\":{\"V\":1,\"CMD\":[{\"OC\":7}]}}"), "ok 1");
     EXPECT_EQ(channel.ReadFrame(), "{\"SIP\":{\"V\":1,\"CMD\":[{\"OC\":7}]}}");
-    EXPECT_EQ(m_Sim.Control("push-json no json"), "error push-json needs a JSON document (push-text sends anything)");
+    EXPECT_EQ(m_Sim.Control("push-json no json"),
+              "error push-json needs a JSON document (push-text sends anything)");
     EXPECT_EQ(m_Sim.Control("push-text no json"), "ok 1");
     EXPECT_EQ(channel.ReadFrame(), "no json");
 

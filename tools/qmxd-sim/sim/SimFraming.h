@@ -13,8 +13,8 @@ constexpr uint32_t kMaxFrameBody = 64u * 1024u * 1024u;
 enum class FrameReadResult
 {
     Ok,
-    Closed,   // the peer closed the connection before a length word began
-    Broken,   // read error, a frame cut short, or a length word beyond kMaxFrameBody
+    Closed, // the peer closed the connection before a length word began
+    Broken, // read error, a frame cut short, or a length word beyond kMaxFrameBody
 };
 
 // Reads one frame; text receives the body up to its first zero byte.
@@ -28,4 +28,7 @@ std::string BuildLengthWord(uint32_t length);
 
 // Writes all bytes, retrying short writes and EINTR. False on error or when the peer is gone.
 bool WriteAll(int fd, const char* data, size_t size);
-inline bool WriteAll(int fd, const std::string& bytes) { return WriteAll(fd, bytes.data(), bytes.size()); }
+inline bool WriteAll(int fd, const std::string& bytes)
+{
+    return WriteAll(fd, bytes.data(), bytes.size());
+}

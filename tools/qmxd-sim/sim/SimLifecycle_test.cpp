@@ -113,7 +113,8 @@ TEST(SimLifecycleTest, BadProfilesAndPathsExitWithStatusOneAndSayWhy)
         {"bad key", "{\"answers\": {\"0x0300/zz\": {}}}", "answer \"0x0300/zz\""},
         {"code too big", "{\"answers\": {\"0x10000\": {}}}", "answer \"0x10000\""},
         {"answer not object", "{\"answers\": {\"1\": 5}}", "expected an object"},
-        {"unknown fault", "{\"answers\": {\"1\": {\"fault\": {\"dealy_ms\": 5}}}}", "unknown member \"dealy_ms\""},
+        {"unknown fault", "{\"answers\": {\"1\": {\"fault\": {\"dealy_ms\": 5}}}}",
+         "unknown member \"dealy_ms\""},
         {"negative delay", "{\"answers\": {\"1\": {\"fault\": {\"delay_ms\": -1}}}}", "delay_ms"},
         {"duplicate", "{\"answers\": {\"1\": {}, \"0x1/0/0\": {}}}", "answered twice"},
         {"bad status", "{\"answers\": {\"1\": {\"ST\": [1]}}}", "\"ST\" must be"},
@@ -125,7 +126,8 @@ TEST(SimLifecycleTest, BadProfilesAndPathsExitWithStatusOneAndSayWhy)
         TempDir root;
         SimProcess sim(root.Path());
         EXPECT_FALSE(sim.StartWithProfileText(bad.profile)) << bad.name;
-        EXPECT_NE(sim.Error().find("exited with status 1"), std::string::npos) << bad.name << ": " << sim.Error();
+        EXPECT_NE(sim.Error().find("exited with status 1"), std::string::npos)
+            << bad.name << ": " << sim.Error();
         EXPECT_NE(sim.Error().find(bad.message), std::string::npos) << bad.name << ": " << sim.Error();
         EXPECT_FALSE(Exists(root.Path() + "/opt")) << bad.name;
     }

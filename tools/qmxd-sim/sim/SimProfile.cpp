@@ -13,15 +13,18 @@
 namespace
 {
 // Keys beginning with "_" are notes for the reader of the profile and are skipped.
-bool IsNote(const std::string& key) { return !key.empty() && key[0] == '_'; }
+bool IsNote(const std::string& key)
+{
+    return !key.empty() && key[0] == '_';
+}
 
 bool GetInt(const std::string& where, const rapidjson::Value& value, int low, int high, int& out,
             std::string& error)
 {
     if (!value.IsInt() || value.GetInt() < low || value.GetInt() > high)
     {
-        error = where + ": expected a whole number from " + std::to_string(low) + " to " +
-                std::to_string(high);
+        error =
+            where + ": expected a whole number from " + std::to_string(low) + " to " + std::to_string(high);
         return false;
     }
     out = value.GetInt();
@@ -92,8 +95,8 @@ bool SimProfile::Parse(const std::string& text, std::string& error)
     m_Document.Parse<kFlags>(text.c_str(), text.size());
     if (m_Document.HasParseError())
     {
-        error = std::string("JSON error at offset ") + std::to_string(m_Document.GetErrorOffset()) +
-                ": " + rapidjson::GetParseError_En(m_Document.GetParseError());
+        error = std::string("JSON error at offset ") + std::to_string(m_Document.GetErrorOffset()) + ": " +
+                rapidjson::GetParseError_En(m_Document.GetParseError());
         return false;
     }
     if (!m_Document.IsObject())

@@ -1,5 +1,5 @@
-#include "SimProfile.h"
 #include "SimProcess.h"
+#include "SimProfile.h"
 
 #include <gtest/gtest.h>
 
@@ -29,7 +29,8 @@ TEST(SimProfileTest, LookupPrefersTheExactKeyThenAnyIndexThenAnyExtension)
         "0x2131/*/3": {"DA": "drive 3 anywhere"}, "0x2131/*/*": {"DA": "anything"}, "0x2131": {"DA": "zero"}}})",
                               error))
         << error;
-    auto text = [&](uint32_t oe, uint32_t oi) { return std::string(profile.Find(0x2131, oe, oi)->data->GetString()); };
+    auto text = [&](uint32_t oe, uint32_t oi)
+    { return std::string(profile.Find(0x2131, oe, oi)->data->GetString()); };
     EXPECT_EQ(text(1, 3), "exact");
     EXPECT_EQ(text(1, 4), "any drive");
     EXPECT_EQ(text(2, 3), "drive 3 anywhere");
@@ -81,10 +82,12 @@ TEST(SimProfileTest, ShippedProfilesLoadAndTheDemoTablesAreComplete)
         uint32_t logical = demo.Find(0x2150, a, 0)->data->GetUint();
         for (uint32_t d = 0; d < drives; ++d)
             for (uint32_t oc : {0x2131, 0x2132, 0x2133, 0x2134, 0x2135})
-                EXPECT_NE(demo.Find(oc, a, d), nullptr) << std::hex << oc << " adapter " << a << " drive " << d;
+                EXPECT_NE(demo.Find(oc, a, d), nullptr)
+                    << std::hex << oc << " adapter " << a << " drive " << d;
         for (uint32_t d = 0; d < logical; ++d)
             for (uint32_t oc : {0x2151, 0x2152, 0x2153, 0x2155})
-                EXPECT_NE(demo.Find(oc, a, d), nullptr) << std::hex << oc << " adapter " << a << " drive " << d;
+                EXPECT_NE(demo.Find(oc, a, d), nullptr)
+                    << std::hex << oc << " adapter " << a << " drive " << d;
     }
 
     // Event-log records: 16-byte header and zero-terminated text, packed without gaps, with

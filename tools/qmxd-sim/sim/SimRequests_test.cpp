@@ -67,8 +67,8 @@ TEST_F(SimRequestsTest, ChannelInitReplyCarriesTheDaemonDescriptorInTheRegistrat
     std::string raw;
     for (int i = 0; i < 218; ++i)
         raw += (i ? ",0" : "0");
-    ASSERT_TRUE(client.SendFrame("{\"SIP\":{\"V\":1,\"CMD\":[{\"OC\":65440,\"OE\":4352,\"CA\":0,\"DA\":{\"RAW\":[" +
-                                 raw + "]}}]}}"));
+    ASSERT_TRUE(client.SendFrame(
+        "{\"SIP\":{\"V\":1,\"CMD\":[{\"OC\":65440,\"OE\":4352,\"CA\":0,\"DA\":{\"RAW\":[" + raw + "]}}]}}"));
     uint32_t length = 0;
     std::string body = client.ReadFrameBody(length);
     ASSERT_FALSE(body.empty());
@@ -265,19 +265,21 @@ TEST_F(SimRequestsTest, ServesManyClientsAtOnce)
     std::vector<int> good(kClients, 0);
     for (int c = 0; c < kClients; ++c)
     {
-        threads.emplace_back([&, c] {
-            SimTestClient client(Socket());
-            rapidjson::Document reply;
-            for (int round = 0; round < kRounds; ++round)
+        threads.emplace_back(
+            [&, c]
             {
-                // Each client asks for its own index so crossed replies would show.
-                unsigned oi = static_cast<unsigned>(c % 2 == 0 ? 9 : 3);
-                client.Exchange(Query(0x2131, 1, oi), reply);
-                if (reply.IsObject() && reply["SIP"]["CMD"][0]["OI"].GetUint() == oi &&
-                    reply["SIP"]["CMD"][0]["ST"].GetUint() == (oi == 3 ? 21u : 0u))
-                    ++good[c];
-            }
-        });
+                SimTestClient client(Socket());
+                rapidjson::Document reply;
+                for (int round = 0; round < kRounds; ++round)
+                {
+                    // Each client asks for its own index so crossed replies would show.
+                    unsigned oi = static_cast<unsigned>(c % 2 == 0 ? 9 : 3);
+                    client.Exchange(Query(0x2131, 1, oi), reply);
+                    if (reply.IsObject() && reply["SIP"]["CMD"][0]["OI"].GetUint() == oi &&
+                        reply["SIP"]["CMD"][0]["ST"].GetUint() == (oi == 3 ? 21u : 0u))
+                        ++good[c];
+                }
+            });
     }
     for (auto& thread : threads)
         thread.join();

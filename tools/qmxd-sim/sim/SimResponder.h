@@ -7,13 +7,13 @@
 // How one request is to be answered: the reply text and how to deliver it.
 struct SimReply
 {
-    std::string text;          // reply body (without the zero byte)
-    std::string logLine;       // the request as one JSON line for the request log
-    bool hangup = false;       // close the connection instead of replying
+    std::string text;    // reply body (without the zero byte)
+    std::string logLine; // the request as one JSON line for the request log
+    bool hangup = false; // close the connection instead of replying
     int delayMs = 0;
     int chunks = 0;
     int chunkGapMs = 20;
-    int shortBy = 0;           // promise this many bytes more than are sent, then fall silent
+    int shortBy = 0;                // promise this many bytes more than are sent, then fall silent
     bool eventRegistration = false; // the request held a channel-init command for the event channel
 };
 

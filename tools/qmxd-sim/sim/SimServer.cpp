@@ -108,21 +108,24 @@ void SimServer::Spawn(std::shared_ptr<SimConnection> connection, std::function<v
         ++m_ActiveThreads;
         m_Connections.insert(connection);
     }
-    std::thread([this, connection, body]() mutable {
-        body();
-        connection->Hangup();
+    std::thread(
+        [this, connection, body]() mutable
         {
+            body();
+            connection->Hangup();
+            {
+                std::lock_guard<std::mutex> lock(m_Mutex);
+                m_Connections.erase(connection);
+            }
+            // Everything the thread holds is let go before it reports its end, so Stop may return
+            // (and the server go away) as soon as the count reaches zero.
+            body = nullptr;
+            connection.reset();
             std::lock_guard<std::mutex> lock(m_Mutex);
-            m_Connections.erase(connection);
-        }
-        // Everything the thread holds is let go before it reports its end, so Stop may return
-        // (and the server go away) as soon as the count reaches zero.
-        body = nullptr;
-        connection.reset();
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        --m_ActiveThreads;
-        m_Changed.notify_all();
-    }).detach();
+            --m_ActiveThreads;
+            m_Changed.notify_all();
+        })
+        .detach();
 }
 
 bool SimServer::Pause(int milliseconds)

@@ -44,7 +44,8 @@ private:
 
     // SimServer.cpp
     int ListenOn(const std::string& path, std::string& error);
-    void Accept(int listener, bool probeOnly, const std::function<void(std::shared_ptr<SimConnection>)>& serve);
+    void Accept(int listener, bool probeOnly,
+                const std::function<void(std::shared_ptr<SimConnection>)>& serve);
     void Spawn(std::shared_ptr<SimConnection> connection, std::function<void()> body);
     // Waits milliseconds; false when the daemon stops meanwhile.
     bool Pause(int milliseconds);

@@ -88,9 +88,8 @@ size_t SimServer::DropEventChannels()
 bool SimServer::WaitEventChannels(size_t wanted, int timeoutMs, size_t& have)
 {
     std::unique_lock<std::mutex> lock(m_Mutex);
-    bool reached = m_Changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] {
-        return m_Stopping || m_EventChannels.size() >= wanted;
-    });
+    bool reached = m_Changed.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                                      [&] { return m_Stopping || m_EventChannels.size() >= wanted; });
     have = m_EventChannels.size();
     return reached && !m_Stopping;
 }

@@ -28,7 +28,8 @@ struct Options
     bool exitWithParent = false;
 };
 
-const char kUsage[] = "usage: qmxd-sim --sysroot DIR --profile FILE [--request-log FILE] [--exit-with-parent]\n";
+const char kUsage[] =
+    "usage: qmxd-sim --sysroot DIR --profile FILE [--request-log FILE] [--exit-with-parent]\n";
 
 bool ParseOptions(int argc, char** argv, Options& options)
 {
