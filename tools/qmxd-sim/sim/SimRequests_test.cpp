@@ -21,7 +21,7 @@ const char kProfile[] = R"({
         "0x0301/0/1":      {"ST": "0x0", "DA": 2},
         "0x180A":          {"ST": 0, "DA": true},
         "0x0302/0/1": {"DA": 1, "fault": {"delay_ms": 150}},
-        "0x0302/0/2": {"DA": 2, "fault": {"chunks": 3, "chunk_gap_ms": 60}},
+        "0x0302/0/2": {"DA": 2, "fault": {"chunks": 3, "chunk_gap_ms": 100}},
         "0x0302/0/3": {"DA": 3, "fault": {"version": 2}},
         "0x0302/0/4": {"DA": 4, "fault": {"short_by": 40}},
         "0x0302/0/5": {"DA": 5, "fault": {"hangup": true}},
