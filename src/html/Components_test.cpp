@@ -5,21 +5,20 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace
 {
-// A leaf that renders a fixed text and records when it is destroyed.
-class ProbeComponent : public HTMLComponent
+// A leaf that renders a fixed text and records its destruction.
+class Probe : public HTMLComponent
 {
 public:
-    ProbeComponent(std::string text, std::vector<std::string>* destroyed)
+    Probe(std::string text, std::vector<std::string>* destroyed = nullptr)
         : m_Text(std::move(text)), m_Destroyed(destroyed)
     {
     }
-    ~ProbeComponent() override
+    ~Probe() override
     {
         if (m_Destroyed != nullptr)
             m_Destroyed->push_back(m_Text);
@@ -31,118 +30,84 @@ private:
     std::vector<std::string>* m_Destroyed;
 };
 
-// Top-level sections reach the frame through their own Render.
 class TopLevelSection : public HTMLComposite
 {
 public:
     std::string Render() override { return RenderTopLevelFrame(); }
 };
 
-std::string ClassAttribute(const std::string& html)
+// The value of the first class attribute at or after from.
+std::string ClassAt(const std::string& html, const std::string& from = "")
 {
-    size_t start = html.find("class=\"");
-    if (start == std::string::npos)
-        return "<none>";
-    start += 7;
+    size_t start = html.find("class=\"", html.find(from)) + 7;
     return html.substr(start, html.find('"', start) - start);
 }
 } // namespace
 
-TEST(TableComponentTest, TableWithoutRowsHasHeadAndEmptyBody)
-{
-    TableComponent table;
-    table.AddColumn("Name");
-    table.AddColumn("Speed");
-    EXPECT_EQ("\n      <table class=\"data-table component-table\">\n        <thead>\n          <tr>"
-              "\n            <th>Name</th>\n            <th>Speed</th>"
-              "\n          </tr>\n        </thead>\n        <tbody>"
-              "\n        </tbody>\n      </table>",
-              table.Render());
-}
-
-TEST(TableComponentTest, RowCarriesIconClassTextAndCellsWithNotAvailableForEmptyOnes)
+TEST(TableComponentTest, RendersHeadRowsAndNotAvailableForEmptyCells)
 {
     TableComponent table;
     table.AddColumn("Fan");
+    table.AddColumn("Speed");
+    const std::string head =
+        "\n      <table class=\"data-table component-table\">\n        <thead>\n          <tr>"
+        "\n            <th>Fan</th>\n            <th>Speed</th>"
+        "\n          </tr>\n        </thead>\n        <tbody>";
+    const std::string end = "\n        </tbody>\n      </table>";
+    EXPECT_EQ(head + end, table.Render());
+
+    // Cells are not counted against the headings; an empty head text stays empty.
     table.AddRow({StatusNormal, "FAN1 SYS"}, {"3600 RPM", "", "front"});
     table.AddRow({StatusError, ""}, {""});
-    EXPECT_EQ("\n      <table class=\"data-table component-table\">\n        <thead>\n          <tr>"
-              "\n            <th>Fan</th>"
-              "\n          </tr>\n        </thead>\n        <tbody>"
-              "\n          <tr>\n            <td class=\"status-normal icon status\">FAN1 SYS</td>"
-              "\n            <td>3600 RPM</td>\n            <td>N/A</td>\n            <td>front</td>"
-              "\n          </tr>"
-              "\n          <tr>\n            <td class=\"status-error icon status\"></td>"
-              "\n            <td>N/A</td>"
-              "\n          </tr>"
-              "\n        </tbody>\n      </table>",
+    EXPECT_EQ(head +
+                  "\n          <tr>\n            <td class=\"status-normal icon status\">FAN1 SYS</td>"
+                  "\n            <td>3600 RPM</td>\n            <td>N/A</td>\n            <td>front</td>"
+                  "\n          </tr>"
+                  "\n          <tr>\n            <td class=\"status-error icon status\"></td>"
+                  "\n            <td>N/A</td>\n          </tr>" +
+                  end,
               table.Render());
-    EXPECT_EQ(2u, table.RowCount());
 }
 
-TEST(TableComponentTest, RowStatusSelectsClassWithNotPresentAsFallback)
+TEST(StatusClassTest, RowsAlwaysShowAnIconWhileHeadersShowNoneWithoutAKnownStatus)
 {
-    const std::vector<std::pair<ReportStatus, std::string>> expected = {
-        {0, " status-unknown icon status"},     {1, "status-normal icon status"},
-        {2, "status-warning icon status"},      {3, "status-error icon status"},
-        {4, "status-not-present icon status"},  {5, "status-not-present icon status"},
-        {6, "status-major icon status"},        {7, "status-not-present icon status"},
-        {99, "status-not-present icon status"}, {0xFFFFFFFF, "status-not-present icon status"},
+    struct Case
+    {
+        ReportStatus Status;
+        const char* Row;
+        const char* Header;
     };
-    for (const auto& [status, attribute] : expected)
+    const Case cases[] = {
+        {0, " status-unknown icon status", "collapsible title-text status-unknown"},
+        {1, "status-normal icon status", "collapsible title-text status-normal"},
+        {2, "status-warning icon status", "collapsible title-text status-warning"},
+        {3, "status-error icon status", "collapsible title-text status-error"},
+        {4, "status-not-present icon status", "collapsible title-text"},
+        {5, "status-not-present icon status", "collapsible title-text"},
+        {6, "status-major icon status", "collapsible title-text status-major"},
+        {99, "status-not-present icon status", "collapsible title-text"},
+    };
+    for (const Case& c : cases)
     {
         TableComponent table;
-        table.AddRow({status, "x"}, {});
-        std::string html = table.Render();
-        std::string row = html.substr(html.find("<tbody>"));
-        EXPECT_EQ(attribute, ClassAttribute(row)) << "status " << status;
-    }
-}
-
-TEST(TableComponentTest, CellCountIsNotCheckedAgainstHeadings)
-{
-    TableComponent table;
-    table.AddColumn("A");
-    table.AddColumn("B");
-    table.AddColumn("C");
-    table.AddRow({StatusNormal, "only"}, {});
-    table.AddRow({StatusNormal, "many"}, {"1", "2", "3", "4", "5"});
-    std::string html = table.Render();
-    EXPECT_NE(std::string::npos, html.find("only</td>\n          </tr>"));
-    EXPECT_NE(std::string::npos, html.find("<td>5</td>\n          </tr>"));
-}
-
-TEST(CollapsibleCompositeTest, HeaderClassFollowsStatusAndShowsNoIconWithoutKnownStatus)
-{
-    CollapsibleComposite fresh;
-    EXPECT_EQ("collapsible title-text", ClassAttribute(fresh.Render()));
-    EXPECT_EQ(StatusNotPresent, fresh.GetStatus());
-
-    const std::vector<std::pair<ReportStatus, std::string>> expected = {
-        {0, "collapsible title-text status-unknown"},
-        {1, "collapsible title-text status-normal"},
-        {2, "collapsible title-text status-warning"},
-        {3, "collapsible title-text status-error"},
-        {4, "collapsible title-text"},
-        {5, "collapsible title-text"},
-        {6, "collapsible title-text status-major"},
-        {99, "collapsible title-text"},
-    };
-    for (const auto& [status, attribute] : expected)
-    {
+        table.AddRow({c.Status, "x"}, {});
+        EXPECT_EQ(c.Row, ClassAt(table.Render(), "<tbody>")) << c.Status;
         CollapsibleComposite section;
-        section.SetStatus(status);
-        EXPECT_EQ(attribute, ClassAttribute(section.Render())) << "status " << status;
+        section.SetStatus(c.Status);
+        EXPECT_EQ(c.Header, ClassAt(section.Render())) << c.Status;
     }
+    CollapsibleComposite fresh;
+    EXPECT_EQ("collapsible title-text", ClassAt(fresh.Render()));
 }
 
-TEST(CollapsibleCompositeTest, RendersButtonThenContentWithChildrenInOrder)
+TEST(CollapsibleCompositeTest, RendersButtonAboveContentWithChildrenInOrder)
 {
     CollapsibleComposite section;
     section.SetTitle("Fans");
     section.SetStatus(StatusWarning);
-    section.Add(new ProbeComponent("<first/>", nullptr));
-    section.Add(new ProbeComponent("<second/>", nullptr));
+    section.Add(new Probe("<first/>"));
+    section.Add(nullptr);
+    section.Add(new Probe("<second/>"));
     EXPECT_EQ("\n    <button type=\"button\" class=\"collapsible title-text status-warning\">Fans</button>"
               "\n    <div class=\"content\"><first/><second/>\n    </div>",
               section.Render());
@@ -152,10 +117,11 @@ TEST(CollapsibleCompositeTest, RendersButtonThenContentWithChildrenInOrder)
 TEST(PanelComponentTest, RendersLinesInOrderAndDropsEmptyValues)
 {
     PanelComponent panel;
+    EXPECT_EQ("\n      <div class=\"status-table panel-body\">\n      </div>", panel.Render());
     panel.AddValue("Model", "");
     panel.AddValue("Serial", "YK42");
     panel.AddValue("", "untitled");
-    EXPECT_EQ(2u, panel.LineCount());
+    panel.AddRow({StatusNormal, "ignored"}, {"by a panel"});
     EXPECT_EQ("\n      <div class=\"status-table panel-body\">"
               "\n        <div class=\"row\">\n          <div class=\"title\">Serial</div>"
               "\n          <div class=\"value\">YK42</div>\n        </div>"
@@ -163,83 +129,46 @@ TEST(PanelComponentTest, RendersLinesInOrderAndDropsEmptyValues)
               "\n          <div class=\"value\">untitled</div>\n        </div>"
               "\n      </div>",
               panel.Render());
-
-    PanelComponent empty;
-    empty.AddValue("Model", "");
-    EXPECT_EQ("\n      <div class=\"status-table panel-body\">\n      </div>", empty.Render());
 }
 
-TEST(HTMLCompositeTest, PlainCompositeRendersOnlyItsChildrenAndTopLevelFrameWrapsThem)
+TEST(HTMLCompositeTest, PlainCompositeIsItsChildrenAndTopLevelFrameWrapsThem)
 {
     HTMLComposite plain;
-    plain.SetTitle("ignored in output");
-    EXPECT_EQ("", plain.Render());
-    plain.Add(new ProbeComponent("a", nullptr));
-    plain.Add(nullptr);
-    plain.Add(new ProbeComponent("b", nullptr));
+    plain.SetTitle("not rendered");
+    plain.SetStatus(StatusError);
+    plain.Add(new Probe("a"));
+    plain.Add(new Probe("b"));
     EXPECT_EQ("ab", plain.Render());
-    EXPECT_EQ("ignored in output", plain.GetTitle());
+    EXPECT_EQ("not rendered", plain.GetTitle());
 
     TopLevelSection section;
     section.SetTitle("System Health");
-    section.Add(new ProbeComponent("<child/>", nullptr));
+    section.Add(new Probe("<child/>"));
     EXPECT_EQ("\n  <button type=\"button\" class=\"title-text title-line\">System Health</button>"
               "\n  <div class=\"content-main\"><child/>\n  </div>",
               section.Render());
 }
 
-TEST(HTMLCompositeTest, CompositeDeletesChildrenInOrderAndLeavesDeleteWhatTheyAreGiven)
+TEST(HTMLCompositeTest, CompositesDeleteTheirChildrenInOrderAndLeavesWhatTheyAreGiven)
 {
     std::vector<std::string> destroyed;
     {
-        auto section = std::make_unique<CollapsibleComposite>();
-        section->Add(new ProbeComponent("one", &destroyed));
-        auto inner = new HTMLComposite();
-        inner->Add(new ProbeComponent("two", &destroyed));
-        section->Add(inner);
-        section->Add(new ProbeComponent("three", &destroyed));
-        EXPECT_TRUE(destroyed.empty());
-    }
-    EXPECT_EQ((std::vector<std::string>{"one", "two", "three"}), destroyed);
-
-    destroyed.clear();
-    {
+        CollapsibleComposite section;
+        section.Add(new Probe("one", &destroyed));
+        auto* inner = new HTMLComposite();
+        inner->Add(new Probe("two", &destroyed));
+        section.Add(inner);
+        section.Add(new Probe("three", &destroyed));
         TableComponent table;
-        table.Add(new ProbeComponent("handed to a leaf", &destroyed));
-        EXPECT_EQ(std::string::npos, table.Render().find("handed to a leaf"));
+        table.Add(new Probe("given to a table", &destroyed));
+        EXPECT_EQ((std::vector<std::string>{"given to a table"}), destroyed);
     }
-    EXPECT_EQ((std::vector<std::string>{"handed to a leaf"}), destroyed);
-}
-
-TEST(HTMLComponentTest, CallsThatDoNotSuitAComponentAreIgnored)
-{
-    TableComponent table;
-    table.AddColumn("H");
-    std::string tableBefore = table.Render();
-    table.AddValue("Model", "X");
-    table.SetTitle("title");
-    table.SetStatus(StatusError);
-    EXPECT_EQ(tableBefore, table.Render());
-
-    PanelComponent panel;
-    panel.AddValue("Model", "X");
-    std::string panelBefore = panel.Render();
-    panel.AddColumn("H");
-    panel.AddRow({StatusNormal, "row"}, {"cell"});
-    panel.SetTitle("title");
-    EXPECT_EQ(panelBefore, panel.Render());
-
-    HTMLComposite composite;
-    HTMLComponent& asComponent = composite;
-    asComponent.SetStatus(StatusError);
-    asComponent.AddValue("Model", "X");
-    asComponent.AddColumn("H");
-    EXPECT_EQ("", composite.Render());
+    EXPECT_EQ((std::vector<std::string>{"given to a table", "one", "two", "three"}), destroyed);
 }
 
 TEST(HTMLComponentTest, TextIsInsertedWithoutEscaping)
 {
-    const std::string raw = "R&D <b>\"x\"</b> 'y'";
+    const std::string raw = "R&D <b>\"x\"</b>";
     CollapsibleComposite section;
     section.SetTitle(raw);
     auto* panel = new PanelComponent();
@@ -255,6 +184,4 @@ TEST(HTMLComponentTest, TextIsInsertedWithoutEscaping)
     for (size_t at = html.find(raw); at != std::string::npos; at = html.find(raw, at + 1))
         ++count;
     EXPECT_EQ(6u, count);
-    EXPECT_EQ(std::string::npos, html.find("&amp;"));
-    EXPECT_EQ(std::string::npos, html.find("&lt;"));
 }
