@@ -100,6 +100,8 @@ private:
     CRegistryNode* StartNode(const CRegistryKey& key) const;
     // Follows a path from a node; nullptr when a component is missing.
     static CRegistryNode* Walk(CRegistryNode* start, const char* path);
+    // A path or name for the trace, "<null>" when missing.
+    static const char* Printable(const char* text) { return text != nullptr ? text : "<null>"; }
     // Bytes a QueryValue caller receives for a value.
     static std::string Payload(const CRegistryValue& value, bool expand);
 

@@ -45,11 +45,6 @@ bool IsStorableKeyName(const std::string& name)
            name.size() + 2 <= CRegistryFile::kMaxLineLength;
 }
 
-const char* Printable(const char* text)
-{
-    return text != nullptr ? text : "<null>";
-}
-
 int HandleNumber(const CRegistryKey& key)
 {
     // The handle printed the way the log has always shown it: a number, 0 for the root.

@@ -10,11 +10,6 @@
 
 namespace
 {
-const char* Printable(const char* text)
-{
-    return text != nullptr ? text : "<null>";
-}
-
 // A value name must survive the "name=tag=value" line of the file: the reader splits at the
 // first '=' and takes a line beginning with '[' for a key.
 bool IsStorableValueName(const std::string& name)
