@@ -88,7 +88,8 @@ void CCallbackMap::CallAll(const CEventRecord& event, CObraClientIf& client)
     {
         const uint64_t key = next->first;
         EventCallback callback = next->second; // a copy survives the callback erasing itself
-        g_Debug.Print(5, "\nCCallbackMap        : Call notification callback 0x%X .. ", static_cast<unsigned>(key));
+        g_Debug.Print(5, "\nCCallbackMap        : Call notification callback 0x%X .. ",
+                      static_cast<unsigned>(key));
         if (callback)
         {
             try
@@ -106,7 +107,8 @@ void CCallbackMap::CallAll(const CEventRecord& event, CObraClientIf& client)
                                     static_cast<unsigned>(key));
             }
         }
-        g_Debug.Print(5, "\nCCallbackMap        : .. notification callback 0x%X finished", static_cast<unsigned>(key));
+        g_Debug.Print(5, "\nCCallbackMap        : .. notification callback 0x%X finished",
+                      static_cast<unsigned>(key));
         next = m_Callbacks.upper_bound(key);
     }
     Unlock();

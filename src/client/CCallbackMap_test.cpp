@@ -16,17 +16,21 @@ TEST(CCallbackMap, CallsInKeyOrderWhileCallbacksChangeTheMap)
     auto record = [&](const CEventRecord&, CObraClientIf&, uint64_t key) { calls.push_back(key); };
 
     map.Insert(30, record);
-    map.Insert(10, [&](const CEventRecord& event, CObraClientIf& owner, uint64_t key) {
-        record(event, owner, key);
-        map.Erase(key);    // itself
-        map.Erase(40);     // a later one: not called any more
-        map.Insert(5, record);  // before the current one: not called in this round
-        map.Insert(35, record); // behind it: called
-    });
-    map.Insert(20, [&](const CEventRecord& event, CObraClientIf& owner, uint64_t key) {
-        record(event, owner, key);
-        EXPECT_EQ(map.Size(), 4u); // the lock is taken again on the same thread
-    });
+    map.Insert(10,
+               [&](const CEventRecord& event, CObraClientIf& owner, uint64_t key)
+               {
+                   record(event, owner, key);
+                   map.Erase(key);         // itself
+                   map.Erase(40);          // a later one: not called any more
+                   map.Insert(5, record);  // before the current one: not called in this round
+                   map.Insert(35, record); // behind it: called
+               });
+    map.Insert(20,
+               [&](const CEventRecord& event, CObraClientIf& owner, uint64_t key)
+               {
+                   record(event, owner, key);
+                   EXPECT_EQ(map.Size(), 4u); // the lock is taken again on the same thread
+               });
     map.Insert(40, record);
 
     CEventRecord event;
@@ -55,18 +59,22 @@ TEST(CCallbackMap, KeepsOtherThreadsOutWhileCallbacksRun)
     std::atomic<bool> callbackDone{false};
     std::atomic<bool> sawCallbackDone{false};
     std::thread other;
-    map.Insert(1, [&](const CEventRecord&, CObraClientIf&, uint64_t) {
-        other = std::thread([&] {
-            otherStarted = true;
-            map.Insert(2, EventCallback()); // must wait for CallAll to finish
-            sawCallbackDone = callbackDone.load();
-        });
-        while (!otherStarted)
-            std::this_thread::yield();
-        for (int i = 0; i < 2000; ++i)
-            std::this_thread::yield();
-        callbackDone = true;
-    });
+    map.Insert(1,
+               [&](const CEventRecord&, CObraClientIf&, uint64_t)
+               {
+                   other = std::thread(
+                       [&]
+                       {
+                           otherStarted = true;
+                           map.Insert(2, EventCallback()); // must wait for CallAll to finish
+                           sawCallbackDone = callbackDone.load();
+                       });
+                   while (!otherStarted)
+                       std::this_thread::yield();
+                   for (int i = 0; i < 100; ++i) // time for the other thread to reach the lock
+                       std::this_thread::yield();
+                   callbackDone = true;
+               });
     map.CallAll(CEventRecord(), client);
     other.join();
     EXPECT_TRUE(sawCallbackDone);

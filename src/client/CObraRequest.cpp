@@ -39,7 +39,8 @@ void WriteIteratively(const rapidjson::Value& root, rapidjson::Writer<rapidjson:
     };
     std::vector<Frame> stack;
 
-    auto writeScalarOrOpen = [&](const rapidjson::Value& value) {
+    auto writeScalarOrOpen = [&](const rapidjson::Value& value)
+    {
         switch (value.GetType())
         {
         case rapidjson::kNullType:

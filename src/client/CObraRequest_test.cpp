@@ -146,8 +146,8 @@ TEST(CObraRequest, SizesDataByKind)
     EXPECT_EQ(GetDataSize(request, 0), 0u);
     EXPECT_EQ(GetDataType(request, 0), ObraDataType::None);
     const std::pair<const char*, ObraDataType> kinds[] = {
-        {"null", ObraDataType::Null},     {"false", ObraDataType::False}, {"true", ObraDataType::True},
-        {"{}", ObraDataType::Object},     {"[]", ObraDataType::Array},    {R"("s")", ObraDataType::String},
+        {"null", ObraDataType::Null},   {"false", ObraDataType::False}, {"true", ObraDataType::True},
+        {"{}", ObraDataType::Object},   {"[]", ObraDataType::Array},    {R"("s")", ObraDataType::String},
         {"1.25", ObraDataType::Number},
     };
     for (const auto& kind : kinds)

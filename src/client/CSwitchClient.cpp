@@ -40,14 +40,16 @@ CSwitchClient::~CSwitchClient()
     if (m_EventsEnabled)
     {
         g_Debug.Print(1,
-                      "\nCSwitchClient::~CSwitchClient: ## ERROR! Events still enabled (by client \"%s\") on class destruction - fix this!!\n",
+                      "\nCSwitchClient::~CSwitchClient: ## ERROR! Events still enabled (by client \"%s\") on "
+                      "class destruction - fix this!!\n",
                       m_ApplicationName.c_str());
         EnableEvents(false);
     }
     if (m_AttachCount != 0 || m_FdRequestChannel >= 0)
     {
         g_Debug.Print(1,
-                      "\nCSwitchClient::~CSwitchClient: ## ERROR! Still attached (by client \"%s\") on class destruction - fix this!!\n",
+                      "\nCSwitchClient::~CSwitchClient: ## ERROR! Still attached (by client \"%s\") on class "
+                      "destruction - fix this!!\n",
                       m_ApplicationName.c_str());
         JsonDetach(m_FdRequestChannel, SysPath(kQmxdRequestSocket).c_str());
         m_FdRequestChannel = -1;
@@ -125,14 +127,17 @@ void CSwitchClient::SetLastError(uint32_t code)
 
 bool CSwitchClient::IsServiceInstalled(const std::string& path)
 {
-    g_Debug.Print(5, "\nCSwitchClient::IsServiceInstalled: Check for service \"%s\" being installed...\n", path.c_str());
+    g_Debug.Print(5, "\nCSwitchClient::IsServiceInstalled: Check for service \"%s\" being installed...\n",
+                  path.c_str());
     struct stat status;
     if (stat(SysPath(path).c_str(), &status) == 0)
     {
-        g_Debug.Print(5, "\nCSwitchClient::IsServiceInstalled:   service \"%s\" is installed\n", path.c_str());
+        g_Debug.Print(5, "\nCSwitchClient::IsServiceInstalled:   service \"%s\" is installed\n",
+                      path.c_str());
         return true;
     }
-    g_Debug.Print(1, "\nCSwitchClient::IsServiceInstalled:   service \"%s\" is NOT installed\n", path.c_str());
+    g_Debug.Print(1, "\nCSwitchClient::IsServiceInstalled:   service \"%s\" is NOT installed\n",
+                  path.c_str());
     return false;
 }
 

@@ -21,17 +21,19 @@ constexpr unsigned kReadyRetryMs = 1000;
 // once); otherwise errno tells why.
 bool TryOpenQmxdSocket(const std::string& socketPath)
 {
-    g_Debug.Print(3, "\nCSwitchClient::TryOpenQmxdSocket: try to open socket \"%s\"...\n", socketPath.c_str());
+    g_Debug.Print(3, "\nCSwitchClient::TryOpenQmxdSocket: try to open socket \"%s\"...\n",
+                  socketPath.c_str());
     int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (probe < 0)
     {
         int error = errno;
         if (error == EACCES)
-            g_Debug.Print(1, "TryOpenQmxdSocket: permission denied when trying to create socket on %s - not root?\n",
-                          socketPath.c_str());
+            g_Debug.Print(
+                1, "TryOpenQmxdSocket: permission denied when trying to create socket on %s - not root?\n",
+                socketPath.c_str());
         else
-            g_Debug.Print(1, "TryOpenQmxdSocket: create socket on %s failed (thrId=0x%08X): %s\n", socketPath.c_str(),
-                          TraceThreadId(), strerror(error));
+            g_Debug.Print(1, "TryOpenQmxdSocket: create socket on %s failed (thrId=0x%08X): %s\n",
+                          socketPath.c_str(), TraceThreadId(), strerror(error));
         errno = error;
         return false;
     }
@@ -41,8 +43,8 @@ bool TryOpenQmxdSocket(const std::string& socketPath)
         return true;
     }
     int error = errno;
-    g_Debug.Print(1, "TryOpenQmxdSocket: connect to socket on %s failed (thrId=0x%08X): %s\n", socketPath.c_str(),
-                  TraceThreadId(), strerror(error));
+    g_Debug.Print(1, "TryOpenQmxdSocket: connect to socket on %s failed (thrId=0x%08X): %s\n",
+                  socketPath.c_str(), TraceThreadId(), strerror(error));
     close(probe);
     errno = error;
     return false;
@@ -54,7 +56,8 @@ bool CSwitchClient::Attach(const char* serverName)
     g_Debug.Print(4, "\nCSwitchClient::Attach: Attach to OBRA...");
     if (serverName != nullptr && *serverName != '\0')
     {
-        g_Debug.Print(1, "\nCSwitchClient::Attach: ## ERROR! Cannot connect to remote server on this platform!");
+        g_Debug.Print(1,
+                      "\nCSwitchClient::Attach: ## ERROR! Cannot connect to remote server on this platform!");
         SetLastError(22);
         return false;
     }
@@ -89,7 +92,8 @@ bool CSwitchClient::AttachFirstReference()
                   m_ServicePath.c_str());
     if (WaitForServiceAndOpenChannel())
         return true;
-    g_Debug.Print(3, "\nCSwitchClient::Attach:   Service installed and running, qmxd could not be connected - cannot attach!");
+    g_Debug.Print(3, "\nCSwitchClient::Attach:   Service installed and running, qmxd could not be connected "
+                     "- cannot attach!");
     return false;
 }
 
@@ -103,7 +107,8 @@ bool CSwitchClient::FindInstalledService()
     }
     if (m_ServicePath.empty())
     {
-        g_Debug.Print(1, "\nCSwitchClient::CheckForInstalledService: ## ERROR! No installed qmxd service detected!\n");
+        g_Debug.Print(
+            1, "\nCSwitchClient::CheckForInstalledService: ## ERROR! No installed qmxd service detected!\n");
         SetLastError(6);
         return false;
     }
@@ -121,13 +126,14 @@ bool CSwitchClient::WaitForServiceAndOpenChannel()
     {
         if (TryOpenQmxdSocket(nativeSocket))
         {
-            g_Debug.Print(3, "\nCSwitchClient::IsServiceReady: -> socket \"%s\" is available\n", nativeSocket.c_str());
+            g_Debug.Print(3, "\nCSwitchClient::IsServiceReady: -> socket \"%s\" is available\n",
+                          nativeSocket.c_str());
             int fd = JsonAttach(SysPath(kQmxdRequestSocket).c_str(), m_ApplicationName.c_str());
             if (fd < 0)
             {
                 SetLastError(92);
-                g_Debug.Print(3,
-                              "\nCSwitchClient::Attach:   Service installed and running, but no JSON interface available - cannot attach!");
+                g_Debug.Print(3, "\nCSwitchClient::Attach:   Service installed and running, but no JSON "
+                                 "interface available - cannot attach!");
                 return false;
             }
             g_Debug.Print(4, "\nCSwitchClient::Attach: Client successfully attached");
@@ -158,11 +164,13 @@ bool CSwitchClient::WaitForServiceAndOpenChannel()
         if (attempt == kReadyAttempts)
         {
             SetLastError(110);
-            g_Debug.Print(3, "\nCSwitchClient::IsServiceReady: -> socket \"%s\" is not available: %s --> TIMEOUT\n",
-                          nativeSocket.c_str(), strerror(error));
+            g_Debug.Print(
+                3, "\nCSwitchClient::IsServiceReady: -> socket \"%s\" is not available: %s --> TIMEOUT\n",
+                nativeSocket.c_str(), strerror(error));
             return false;
         }
-        g_Debug.Print(3, "\nCSwitchClient::IsServiceReady: -> socket \"%s\" is not available: %s --> retry...",
+        g_Debug.Print(3,
+                      "\nCSwitchClient::IsServiceReady: -> socket \"%s\" is not available: %s --> retry...",
                       nativeSocket.c_str(), strerror(error));
     }
     return false;

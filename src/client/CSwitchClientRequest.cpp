@@ -76,7 +76,9 @@ uint32_t CSwitchClient::Request(CObraRequest& request, uint32_t timeout)
     const int slot = request.Slot();
     if (g_Debug.IsTraceEnabled())
     {
-        g_Debug.Print(3, "\nCSwitchClient::Request: Receive response OC=0x%04X, OE=0x%04X, CB=0x%08X, OI=0x%08X, Status=0x%04X",
+        g_Debug.Print(3,
+                      "\nCSwitchClient::Request: Receive response OC=0x%04X, OE=0x%04X, CB=0x%08X, "
+                      "OI=0x%08X, Status=0x%04X",
                       GetCmdValue(request, slot, "OC", 0), GetCmdValue(request, slot, "OE", 0),
                       GetCmdValue(request, slot, "CA", 0), GetCmdValue(request, slot, "OI", 0),
                       GetCmdValue(request, slot, "ST", kMissingStatus));
@@ -92,11 +94,12 @@ bool CSwitchClient::RequestCabinetNumber(uint32_t& cabinetNumber)
     uint32_t status = Request(request, 0);
     if (status != 0)
     {
-        g_Debug.Print(1, "\nCSwitchClient       : ## ERROR! Failed to request server cabinet number (0x%02X)", status);
+        g_Debug.Print(1, "\nCSwitchClient       : ## ERROR! Failed to request server cabinet number (0x%02X)",
+                      status);
         return false;
     }
     cabinetNumber = CabinetNumberFromReply(request);
-    g_Debug.Print(2, "\nCSwitchClient       : -> server cabinet number = %d (0x%02X)", static_cast<int>(cabinetNumber),
-                  cabinetNumber);
+    g_Debug.Print(2, "\nCSwitchClient       : -> server cabinet number = %d (0x%02X)",
+                  static_cast<int>(cabinetNumber), cabinetNumber);
     return true;
 }

@@ -39,11 +39,13 @@ TEST_F(SimulatedDaemonTest, AttachesExchangesAndDetaches)
         "cabinet": {"RAW": [3, 1]},
         "answers": {
             "0x0300": {"ST": "010", "DA": 7},
-            "0x0301": {"DA": ")" + bigText + R"(", "fault": {"chunks": 8, "chunk_gap_ms": 5}},
+            "0x0301": {"DA": ")" + bigText +
+                                           R"(", "fault": {"chunks": 8, "chunk_gap_ms": 5}},
             "0x0302": {"DA": 1, "fault": {"version": 2}},
             "0x0303": {"fault": {"hangup": true}}
         }
-    })")) << m_Sim.Error();
+    })"))
+        << m_Sim.Error();
 
     CSwitchClient client;
     client.SetApplicationName("HostCapture");

@@ -49,8 +49,8 @@ protected:
         InstallFrontEnd();
         WritePidFile();
         m_Native = std::make_unique<ListeningSocket>(RootPath(kQmxdNativeSocket));
-        m_Server = std::make_unique<FrameServer>(RootPath(kQmxdRequestSocket),
-                                                 [this](const std::string& request) { return Answer(request); });
+        m_Server = std::make_unique<FrameServer>(
+            RootPath(kQmxdRequestSocket), [this](const std::string& request) { return Answer(request); });
         ASSERT_TRUE(m_Native->IsValid());
         ASSERT_TRUE(m_Server->IsValid());
     }
@@ -168,7 +168,8 @@ TEST_F(SwitchClientTest, AttachReportsARefusedConnect)
         CScopedClock scoped(clock);
         CSwitchClient client;
         bool attached = client.Attach(nullptr);
-        bool wellReported = LastErrorText(client) == "Permission denied on qmxd connect" && clock.SleepCount() == 0;
+        bool wellReported =
+            LastErrorText(client) == "Permission denied on qmxd connect" && clock.SleepCount() == 0;
         _exit(attached ? 201 : (wellReported ? static_cast<int>(client.GetLastErrorCode()) : 202));
     }
     int status = 0;

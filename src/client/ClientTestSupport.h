@@ -15,8 +15,8 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <thread>
-#include <utility>
 #include <unistd.h>
+#include <utility>
 
 namespace clienttest
 {
@@ -141,7 +141,8 @@ public:
         address.sun_family = AF_UNIX;
         strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
         unlink(path.c_str());
-        if (bind(m_Fd, reinterpret_cast<struct sockaddr*>(&address), sizeof(address)) != 0 || listen(m_Fd, 16) != 0)
+        if (bind(m_Fd, reinterpret_cast<struct sockaddr*>(&address), sizeof(address)) != 0 ||
+            listen(m_Fd, 16) != 0)
             CloseFd(m_Fd);
     }
     ~ListeningSocket()

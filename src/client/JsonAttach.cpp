@@ -84,14 +84,16 @@ int SendInitChannelCommand(int fd, const char* clientName, uint32_t channelKind,
     if (result == kTransportNoMemory)
     {
         // The channel stays open: closing it is the caller's decision.
-        g_Debug.PrintAlways("SendInitChannelCommand: Can't initialize Request Channel on fd=%d --> close it !\n", fd);
+        g_Debug.PrintAlways(
+            "SendInitChannelCommand: Can't initialize Request Channel on fd=%d --> close it !\n", fd);
         return 0;
     }
     // Neither the transport result nor the reply's status decides anything here: the daemon
     // answers what it answers, and the channel is used as it is.
     command.ParseReply(reply.c_str());
-    g_Debug.Print(4, "SendInitChannelCommand: Request Channel (type=JSON) opened and initialized (fd=%d, qmxdfd=%d)\n",
-                  fd, static_cast<int>(DaemonDescriptor(command)));
+    g_Debug.Print(
+        4, "SendInitChannelCommand: Request Channel (type=JSON) opened and initialized (fd=%d, qmxdfd=%d)\n",
+        fd, static_cast<int>(DaemonDescriptor(command)));
     return 1;
 }
 
@@ -113,8 +115,8 @@ int JsonAttach(const char* socketPath, const char* clientName)
         int error = errno;
         CClock::Get().SleepMs(kConnectRetryMs);
         if (attempt % 10 == 1)
-            g_Debug.Print(3, "JsonAttach: Connect to socket %s failed (thrId=0x%08X): %s --> retry #%d\n", socketPath,
-                          TraceThreadId(), strerror(error), attempt);
+            g_Debug.Print(3, "JsonAttach: Connect to socket %s failed (thrId=0x%08X): %s --> retry #%d\n",
+                          socketPath, TraceThreadId(), strerror(error), attempt);
     }
     if (fd < 0)
     {
@@ -123,9 +125,11 @@ int JsonAttach(const char* socketPath, const char* clientName)
         return fd;
     }
 
-    g_Debug.Print(4, "JsonAttach: Client \"%s\" successfully connected to socket %s\n", clientName, socketPath);
-    g_Debug.Print(4, "JsonAttach: Request channel to %s (fd=%d, Timeout=%d, Retries=%d msec) opened (thrId=0x%08X)\n",
-                  socketPath, fd, static_cast<int>(kInitCommandTimeout), kTransferPasses, TraceThreadId());
+    g_Debug.Print(4, "JsonAttach: Client \"%s\" successfully connected to socket %s\n", clientName,
+                  socketPath);
+    g_Debug.Print(
+        4, "JsonAttach: Request channel to %s (fd=%d, Timeout=%d, Retries=%d msec) opened (thrId=0x%08X)\n",
+        socketPath, fd, static_cast<int>(kInitCommandTimeout), kTransferPasses, TraceThreadId());
     SendInitChannelCommand(fd, clientName, kChannelKindRequest, kInitCommandTimeout);
     return fd;
 }

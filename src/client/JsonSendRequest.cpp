@@ -20,6 +20,17 @@ uint32_t Failed(int fd, uint32_t result)
     return result;
 }
 
+bool IsWritable(int fd, int pollTimeout)
+{
+    int ready = IsFdReady(fd, POLLOUT, pollTimeout);
+    if (ready == POLLOUT)
+        return true;
+    g_Debug.Print(
+        4, "SendRequestOnFd: it seems that socket %d is not ready for write (pollresult=%d) -> bail out!\n",
+        fd, ready);
+    return false;
+}
+
 // The write phase; kTransportOk also when the request is still incomplete after the last pass
 // (the reply is read all the same).
 uint32_t WriteRequest(int fd, const char* frame, size_t total, int pollTimeout)
@@ -27,34 +38,44 @@ uint32_t WriteRequest(int fd, const char* frame, size_t total, int pollTimeout)
     size_t sent = 0;
     for (int pass = 1; pass <= kTransferPasses; ++pass)
     {
-        int ready = IsFdReady(fd, POLLOUT, pollTimeout);
-        if (ready != POLLOUT)
-        {
-            g_Debug.Print(4, "SendRequestOnFd: it seems that socket %d is not ready for write (pollresult=%d) -> bail out!\n",
-                          fd, ready);
+        // A socket nearly always takes a whole request at once, so the first pass writes straight
+        // away and asks poll only when that write fails; poll then tells what is wrong.
+        bool writeFirst = pass == 1;
+        if (!writeFirst && !IsWritable(fd, pollTimeout))
             return kTransportWriteFailed;
-        }
         g_Debug.Print(4, "SendRequestOnFd: write request string to socket %d...\n", fd);
         const uint64_t deadline = PassDeadline();
         for (;;)
         {
             ssize_t written = WriteAvailable(fd, frame + sent, total - sent);
+            if (writeFirst && written < 0 && errno != EINTR)
+            {
+                writeFirst = false;
+                if (!IsWritable(fd, pollTimeout))
+                    return kTransportWriteFailed;
+                continue;
+            }
+            writeFirst = false;
             if (written < 0 && errno == EINTR)
             {
                 g_Debug.Print(1,
-                              "SendRequestOnFd: sending request on fd=%d interrupted (errno=EINTR, outLength=%d, InOutMax=%d) --> retry=%d\n",
+                              "SendRequestOnFd: sending request on fd=%d interrupted (errno=EINTR, "
+                              "outLength=%d, InOutMax=%d) --> retry=%d\n",
                               fd, static_cast<int>(sent), static_cast<int>(total), pass);
             }
             else if (written < 0)
             {
-                g_Debug.Print(1, "SendRequestOnFd: sending request on fd=%d failed (outLength=%d, InOutMax=%d) --> bail out\n",
+                g_Debug.Print(1,
+                              "SendRequestOnFd: sending request on fd=%d failed (outLength=%d, InOutMax=%d) "
+                              "--> bail out\n",
                               fd, static_cast<int>(sent), static_cast<int>(total));
                 return kTransportWriteFailed;
             }
             else if (written == 0 && errno != EAGAIN && errno != EWOULDBLOCK)
             {
                 g_Debug.Print(1,
-                              "SendRequestOnFd: sending request on fd=%d failed EOF (outLength=%d, InOutMax=%d, rwresult=%d): --> bail out\n",
+                              "SendRequestOnFd: sending request on fd=%d failed EOF (outLength=%d, "
+                              "InOutMax=%d, rwresult=%d): --> bail out\n",
                               fd, static_cast<int>(sent), static_cast<int>(total), static_cast<int>(written));
                 return kTransportWriteFailed;
             }
@@ -71,7 +92,9 @@ uint32_t WriteRequest(int fd, const char* frame, size_t total, int pollTimeout)
             if (!WaitWithinPass(fd, POLLOUT, deadline))
                 break;
         }
-        g_Debug.Print(1, "SendRequestOnFd: sending request on fd=%d incomplete (outLength=%d, InOutMax=%d) --> continue=%d\n",
+        g_Debug.Print(1,
+                      "SendRequestOnFd: sending request on fd=%d incomplete (outLength=%d, InOutMax=%d) --> "
+                      "continue=%d\n",
                       fd, static_cast<int>(sent), static_cast<int>(total), pass);
     }
     return kTransportOk;
@@ -83,8 +106,10 @@ uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout)
     int ready = IsFdReady(fd, POLLIN, pollTimeout);
     if (ready != POLLIN)
     {
-        g_Debug.Print(4, "SendRequestOnFd: it seems that socket %d is not ready for read (pollresult=%d) -> bail out!\n",
-                      fd, ready);
+        g_Debug.Print(
+            4,
+            "SendRequestOnFd: it seems that socket %d is not ready for read (pollresult=%d) -> bail out!\n",
+            fd, ready);
         return kTransportNotReadable;
     }
 
@@ -104,8 +129,9 @@ uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout)
         block.reset(new (std::nothrow) char[blockSize]);
     if (!block)
     {
-        g_Debug.PrintAlways("SendRequestOnFd: ERROR: Can't allocate memory for JSON reply on fd=%d (size=%d)!\n", fd,
-                            blockSize > INT_MAX ? INT_MAX : static_cast<int>(blockSize));
+        g_Debug.PrintAlways(
+            "SendRequestOnFd: ERROR: Can't allocate memory for JSON reply on fd=%d (size=%d)!\n", fd,
+            blockSize > INT_MAX ? INT_MAX : static_cast<int>(blockSize));
         return kTransportNoMemory;
     }
     memcpy(block.get(), &length, sizeof(length));
@@ -121,16 +147,20 @@ uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout)
         for (;;)
         {
             ssize_t count = ReadAvailable(fd, block.get() + received, wanted - received);
-            g_Debug.Print(4, "SendRequestOnFd: data read from socket, rwresult = %d\n", static_cast<int>(count));
+            g_Debug.Print(4, "SendRequestOnFd: data read from socket, rwresult = %d\n",
+                          static_cast<int>(count));
             if (count < 0 && errno == EINTR)
             {
                 g_Debug.Print(1,
-                              "SendRequestOnFd: receiving reply on fd=%d interrupted (errno=EINTR, inLength=%d, InOutMax=%d) --> retry=%d\n",
+                              "SendRequestOnFd: receiving reply on fd=%d interrupted (errno=EINTR, "
+                              "inLength=%d, InOutMax=%d) --> retry=%d\n",
                               fd, static_cast<int>(received), static_cast<int>(wanted), pass);
             }
             else if (count < 0)
             {
-                g_Debug.Print(1, "SendRequestOnFd: receiving reply on fd=%d failed (inLength=%d, InOutMax=%d) --> bail out\n",
+                g_Debug.Print(1,
+                              "SendRequestOnFd: receiving reply on fd=%d failed (inLength=%d, InOutMax=%d) "
+                              "--> bail out\n",
                               fd, static_cast<int>(received), static_cast<int>(wanted));
                 return kTransportReadFailed;
             }
@@ -149,18 +179,22 @@ uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout)
         if (received >= wanted)
             break;
         g_Debug.Print(1,
-                      "SendRequestOnFd: receiving reply on fd=%d incomplete (inLength=%d, InOutMax=%d, pCmdJReply->len=%d) --> continue=%d\n",
-                      fd, static_cast<int>(received), static_cast<int>(wanted), static_cast<int>(length), pass);
+                      "SendRequestOnFd: receiving reply on fd=%d incomplete (inLength=%d, InOutMax=%d, "
+                      "pCmdJReply->len=%d) --> continue=%d\n",
+                      fd, static_cast<int>(received), static_cast<int>(wanted), static_cast<int>(length),
+                      pass);
     }
     if (received < wanted)
     {
         g_Debug.Print(1,
-                      "SendRequestOnFd: receiving reply on fd=%d failed (inLength=%d, InOutMax=%d, pCmdJReply->len=%d)\n",
+                      "SendRequestOnFd: receiving reply on fd=%d failed (inLength=%d, InOutMax=%d, "
+                      "pCmdJReply->len=%d)\n",
                       fd, static_cast<int>(received), static_cast<int>(wanted), static_cast<int>(length));
         return kTransportReadFailed;
     }
 
-    g_Debug.Print(4, "SendRequestOnFd: receiving reply on fd=%d done, inLength=%d\n", fd, static_cast<int>(received));
+    g_Debug.Print(4, "SendRequestOnFd: receiving reply on fd=%d done, inLength=%d\n", fd,
+                  static_cast<int>(received));
     // The text ends at its first zero byte, whatever the length word said.
     const char* text = block.get() + 4;
     replyText.assign(text, strnlen(text, received - 4));

@@ -108,8 +108,9 @@ int IsFdReady(int fd, short pollMask, int timeoutMsec)
         long long elapsedMs = static_cast<long long>(clock.Now() - start) * 1000;
         if (timeoutMsec <= elapsedMs)
         {
-            g_Debug.PrintAlways("IsFdReady: ERROR: Timeout after EINTR on fd=%d (Timeout=%d, RestTimeout=%d\n",
-                                fd, timeoutMsec, remaining);
+            g_Debug.PrintAlways(
+                "IsFdReady: ERROR: Timeout after EINTR on fd=%d (Timeout=%d, RestTimeout=%d\n", fd,
+                timeoutMsec, remaining);
             return -15;
         }
         remaining = static_cast<int>(timeoutMsec - elapsedMs);
@@ -134,9 +135,9 @@ int IsFdReady(int fd, short pollMask, int timeoutMsec)
     }
     if ((request.revents & pollMask) == pollMask)
         return pollMask;
-    g_Debug.PrintAlways(
-        "IsFdReady: ERROR on fd=%d, returned pollmask invalid (PollFdStruct.revents=0x%08X, PollMask=0x%08X)\n", fd,
-        static_cast<unsigned>(request.revents), static_cast<unsigned>(pollMask));
+    g_Debug.PrintAlways("IsFdReady: ERROR on fd=%d, returned pollmask invalid (PollFdStruct.revents=0x%08X, "
+                        "PollMask=0x%08X)\n",
+                        fd, static_cast<unsigned>(request.revents), static_cast<unsigned>(pollMask));
     return -9;
 }
 

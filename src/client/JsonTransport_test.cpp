@@ -13,21 +13,20 @@ using namespace clienttest;
 
 namespace
 {
-// A fake clock that runs a hook before each of its waits (numbered from 1), so that a test can
-// make the peer act at an exact point of the exchange without a thread.
+// A fake clock that runs a hook before each of its waits, so that a test can make the peer act
+// at an exact point of the exchange without a thread.
 class CHookClock : public CFakeClock
 {
 public:
-    explicit CHookClock(std::function<void(int wait)> hook) : m_Hook(std::move(hook)) {}
+    explicit CHookClock(std::function<void(const struct pollfd& wait)> hook) : m_Hook(std::move(hook)) {}
     int Poll(struct pollfd* fds, nfds_t count, int timeoutMs) override
     {
-        m_Hook(++m_Waits);
+        m_Hook(fds[0]);
         return CFakeClock::Poll(fds, count, timeoutMs);
     }
 
 private:
-    std::function<void(int)> m_Hook;
-    int m_Waits = 0;
+    std::function<void(const struct pollfd&)> m_Hook;
 };
 
 struct InitExchange
@@ -43,15 +42,17 @@ InitExchange RunInitCommand(const char* name, const std::string& replyBytes)
     CScopedClock scoped(clock);
     SocketPair pair;
     InitExchange exchange;
-    PeerThread peer([&] {
-        std::string payload;
-        if (ReadFrame(pair.peer, payload))
-            exchange.request = FrameText(payload);
-        if (replyBytes.empty())
-            CloseFd(pair.peer); // hang up instead of answering
-        else
-            WriteAll(pair.peer, replyBytes);
-    });
+    PeerThread peer(
+        [&]
+        {
+            std::string payload;
+            if (ReadFrame(pair.peer, payload))
+                exchange.request = FrameText(payload);
+            if (replyBytes.empty())
+                CloseFd(pair.peer); // hang up instead of answering
+            else
+                WriteAll(pair.peer, replyBytes);
+        });
     exchange.result = SendInitChannelCommand(pair.client, name, kChannelKindEvent, kInitCommandTimeout);
     return exchange;
 }
@@ -146,13 +147,19 @@ TEST(SendRequestOnFd, GivesUpOnAnIncompleteReply)
 TEST(SendRequestOnFd, AcceptsAShortLengthRead)
 {
     // Only one byte of the length word is there when the client reads it; the rest of the frame
-    // arrives while it waits in its first read pass (the third wait of the exchange).
+    // arrives while it waits for more in its first read pass.
     SocketPair pair;
     ASSERT_TRUE(WriteAll(pair.peer, std::string(1, '\x03')));
-    CHookClock clock([&](int wait) {
-        if (wait == 3)
-            WriteAll(pair.peer, std::string("ab\0", 3));
-    });
+    bool lengthTaken = false;
+    CHookClock clock(
+        [&](const struct pollfd& wait)
+        {
+            if (wait.events != POLLIN)
+                return;
+            if (lengthTaken)
+                WriteAll(pair.peer, std::string("ab\0", 3));
+            lengthTaken = true; // the first wait for input precedes the read of the length word
+        });
     CScopedClock scoped(clock);
     std::string received;
     EXPECT_EQ(SendRequestOnFd(pair.client, "{}", received, 0), kTransportOk);
@@ -165,11 +172,13 @@ TEST(SendRequestOnFd, ReportsAPeerThatHangsUpBeforeReplying)
     CEventClock clock;
     CScopedClock scoped(clock);
     SocketPair pair;
-    PeerThread peer([&] {
-        std::string payload;
-        ReadFrame(pair.peer, payload);
-        CloseFd(pair.peer);
-    });
+    PeerThread peer(
+        [&]
+        {
+            std::string payload;
+            ReadFrame(pair.peer, payload);
+            CloseFd(pair.peer);
+        });
     std::string received;
     EXPECT_EQ(SendRequestOnFd(pair.client, "{}", received, 0), kTransportNotReadable);
     EXPECT_EQ(clock.ElapsedMs(), 0u); // a hang-up, not a time-out
@@ -206,13 +215,15 @@ TEST(SendRequestOnFd, ReadsALargeReplyArrivingInPieces)
     std::string text(1024 * 1024, 'r');
     for (size_t i = 0; i < text.size(); i += 4099)
         text[i] = static_cast<char>('a' + i % 26);
-    PeerThread peer([&] {
-        std::string payload;
-        ASSERT_TRUE(ReadFrame(pair.peer, payload));
-        std::string frame = Frame(text);
-        for (size_t offset = 0; offset < frame.size(); offset += 64 * 1024)
-            ASSERT_TRUE(WriteAll(pair.peer, frame.substr(offset, 64 * 1024)));
-    });
+    PeerThread peer(
+        [&]
+        {
+            std::string payload;
+            ASSERT_TRUE(ReadFrame(pair.peer, payload));
+            std::string frame = Frame(text);
+            for (size_t offset = 0; offset < frame.size(); offset += 64 * 1024)
+                ASSERT_TRUE(WriteAll(pair.peer, frame.substr(offset, 64 * 1024)));
+        });
     std::string received;
     EXPECT_EQ(SendRequestOnFd(pair.client, "{}", received, 0), kTransportOk);
     EXPECT_TRUE(received == text);
@@ -240,13 +251,16 @@ TEST(JsonAttach, RegistersTheRequestChannel)
     CScopedClock scoped(clock);
     TempDir dir;
     std::string requestText;
-    FrameServer server(dir.File("qmxdsj"), [&](const std::string& request) {
-        requestText = request;
-        std::string bytes;
-        for (int i = 0; i < 69; ++i)
-            bytes += std::string(i == 0 ? "" : ",") + (i >= 65 ? std::to_string(i - 64) : "0");
-        return R"({"SIP":{"V":1,"CMD":[{"ST":0,"DA":{"RAW":[)" + bytes + "]}}]}}";
-    });
+    FrameServer server(dir.File("qmxdsj"),
+                       [&](const std::string& request)
+                       {
+                           requestText = request;
+                           std::string bytes;
+                           for (int i = 0; i < 69; ++i)
+                               bytes +=
+                                   std::string(i == 0 ? "" : ",") + (i >= 65 ? std::to_string(i - 64) : "0");
+                           return R"({"SIP":{"V":1,"CMD":[{"ST":0,"DA":{"RAW":[)" + bytes + "]}}]}}";
+                       });
     ASSERT_TRUE(server.IsValid());
 
     int fd = JsonAttach(dir.File("qmxdsj").c_str(), "HostCapture");
