@@ -4,6 +4,8 @@
 // records, and a runner that starts the HostCapture program as a child process. Used by the
 // report's end-to-end tests and its benchmark; not part of the library.
 
+#include "TestEnv.h"
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -25,22 +27,33 @@ inline std::string JsonString(const std::string& text)
     std::string json = "\"";
     for (const char c : text)
     {
-        const unsigned char byte = static_cast<unsigned char>(c);
         if (c == '"' || c == '\\')
-        {
             json += '\\';
-            json += c;
-        }
-        else if (byte < 0x20)
+        if (static_cast<unsigned char>(c) < 0x20)
         {
             char escape[8];
-            snprintf(escape, sizeof escape, "\\u%04x", byte);
+            snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned char>(c));
             json += escape;
         }
         else
             json += c;
     }
     return json + "\"";
+}
+
+// Raw answer data: {"RAW": [one number per byte]}.
+inline std::string RawJson(const std::vector<uint8_t>& bytes)
+{
+    std::string json;
+    json.reserve(bytes.size() * 4 + 16);
+    json += "{\"RAW\":[";
+    for (size_t i = 0; i < bytes.size(); ++i)
+    {
+        if (i != 0)
+            json += ',';
+        json += std::to_string(bytes[i]);
+    }
+    return json + "]}";
 }
 
 // A profile for qmxd-sim: answers keyed "OC/OE/OI" (hexadecimal), "ST" 0 unless given.
@@ -62,17 +75,7 @@ public:
     }
     ProfileBuilder& Raw(uint32_t oc, uint32_t oe, uint32_t oi, const std::vector<uint8_t>& bytes)
     {
-        std::string json;
-        json.reserve(bytes.size() * 4 + 16);
-        json += "{\"RAW\":[";
-        for (size_t i = 0; i < bytes.size(); ++i)
-        {
-            if (i != 0)
-                json += ',';
-            json += std::to_string(bytes[i]);
-        }
-        json += "]}";
-        return Data(oc, oe, oi, json);
+        return Data(oc, oe, oi, RawJson(bytes));
     }
     ProfileBuilder& Status(uint32_t oc, uint32_t oe, uint32_t oi, uint32_t status)
     {
@@ -108,32 +111,23 @@ private:
 inline void AppendEventRecord(std::vector<uint8_t>& out, uint8_t severity, uint16_t code, int32_t time,
                               const std::string& text)
 {
-    const size_t length = 16 + text.size() + 1;
-    const uint32_t stamp = static_cast<uint32_t>(time);
-    const uint8_t header[16] = {static_cast<uint8_t>(length),
-                                static_cast<uint8_t>(length >> 8),
-                                0,
-                                severity,
-                                static_cast<uint8_t>(code),
-                                static_cast<uint8_t>(code >> 8),
-                                0,
-                                0,
-                                static_cast<uint8_t>(stamp),
-                                static_cast<uint8_t>(stamp >> 8),
-                                static_cast<uint8_t>(stamp >> 16),
-                                static_cast<uint8_t>(stamp >> 24),
-                                0,
-                                0,
-                                0,
-                                0};
-    out.insert(out.end(), header, header + 16);
+    const auto put = [&out](uint32_t value, int bytes)
+    {
+        for (int i = 0; i < bytes; ++i)
+            out.push_back(static_cast<uint8_t>(value >> (8 * i)));
+    };
+    put(static_cast<uint32_t>(16 + text.size() + 1), 2);
+    put(severity << 8, 2); // byte 2 unused, byte 3 the severity
+    put(code, 2);
+    put(0, 2);
+    put(static_cast<uint32_t>(time), 4);
+    put(0, 4);
     out.insert(out.end(), text.begin(), text.end());
     out.push_back(0);
 }
 
 struct ChildRun
 {
-    bool started = false;
     int exitStatus = -1; // -1 when the child did not exit normally
     std::string output;  // standard output and standard error together
     double wallSeconds = 0;
@@ -173,7 +167,6 @@ inline ChildRun RunProgram(const std::string& executable, const std::vector<std:
         execv(executable.c_str(), argv.data());
         _exit(127);
     }
-    run.started = true;
     int status = 0;
     struct rusage usage = {};
     pid_t waited;
@@ -189,14 +182,7 @@ inline ChildRun RunProgram(const std::string& executable, const std::vector<std:
     if (WIFEXITED(status))
         run.exitStatus = WEXITSTATUS(status);
 
-    if (FILE* file = fopen(outputPath.c_str(), "rb"))
-    {
-        char buffer[4096];
-        size_t got;
-        while ((got = fread(buffer, 1, sizeof buffer, file)) > 0)
-            run.output.append(buffer, got);
-        fclose(file);
-    }
+    run.output = ReadFile(outputPath);
     unlink(outputPath.c_str());
     return run;
 }

@@ -31,7 +31,6 @@ void BM_TemperatureTable(benchmark::State& state)
 {
     const uint32_t rows = static_cast<uint32_t>(state.range(0));
     FakeQueryClient daemon;
-    daemon.SetRecording(false);
     daemon.AnswerNumber(0x0400, 0, 0, rows);
     for (uint32_t i = 0; i < rows; ++i)
     {
@@ -56,7 +55,6 @@ void BM_PhysicalDriveTable(benchmark::State& state)
 {
     const uint32_t rows = static_cast<uint32_t>(state.range(0));
     FakeQueryClient daemon;
-    daemon.SetRecording(false);
     daemon.AnswerNumber(0x2110, 0, 0, 1);
     daemon.AnswerNumber(0x2130, 0, 0, rows);
     for (uint32_t d = 0; d < rows; ++d)
