@@ -4,7 +4,6 @@
 
 #include <fstream>
 #include <memory>
-#include <regex>
 #include <string>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -58,14 +57,29 @@ inline std::vector<std::string> ReadLines(const std::string& path)
     return lines;
 }
 
+// True when text starts with shape, where each '9' of shape stands for any digit.
+inline bool StartsWithShape(const std::string& text, const std::string& shape)
+{
+    if (text.size() < shape.size())
+        return false;
+    for (size_t i = 0; i < shape.size(); ++i)
+    {
+        bool digit = text[i] >= '0' && text[i] <= '9';
+        if (shape[i] == '9' ? !digit : text[i] != shape[i])
+            return false;
+    }
+    return true;
+}
+
+// The shape of a line prefix with the default tag: time, process id, tag.
+const char kPrefixShape[] = "9999-99-99 99:99:99.999 [9999999999] HostCapture   ";
+
 // The message part of a trace line written with the default tag, or "<no prefix>".
 inline std::string MessageOf(const std::string& line)
 {
-    static const std::regex prefix(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[\d{10}\] HostCapture   )");
-    std::smatch match;
-    if (!std::regex_search(line, match, prefix))
+    if (!StartsWithShape(line, kPrefixShape))
         return "<no prefix>";
-    return match.suffix().str();
+    return line.substr(sizeof(kPrefixShape) - 1);
 }
 
 inline size_t CountOf(const std::string& text, const std::string& part)
