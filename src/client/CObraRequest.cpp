@@ -111,6 +111,18 @@ void WriteIteratively(const rapidjson::Value& root, rapidjson::Writer<rapidjson:
     }
 }
 
+// The memory pool of a document only grows: values that are replaced keep their memory until the
+// document goes. One pool serves many exchanges, and is handed back once it has grown large.
+constexpr size_t kPoolRecycleBytes = 256 * 1024;
+
+void ReleaseMemoryIfLarge(rapidjson::Document& document)
+{
+    if (document.GetAllocator().Size() <= kPoolRecycleBytes)
+        return;
+    rapidjson::Document fresh;
+    document.Swap(fresh);
+}
+
 // strtoul over a JSON string, which may hold zero bytes (conversion stops there, as at any other
 // unfit character).
 uint32_t ConvertNumberText(const rapidjson::Value& text)
@@ -174,15 +186,13 @@ CObraRequest::CObraRequest(int slot) : m_Slot(slot)
 
 void CObraRequest::Reset()
 {
-    // A fresh document brings a fresh memory pool: the pool of a reused document only grows.
-    rapidjson::Document fresh;
-    fresh.SetObject();
-    auto& allocator = fresh.GetAllocator();
+    ReleaseMemoryIfLarge(m_Document);
+    m_Document.SetObject();
+    auto& allocator = m_Document.GetAllocator();
     rapidjson::Value sip(rapidjson::kObjectType);
     sip.AddMember("V", 1, allocator);
     sip.AddMember("CMD", rapidjson::Value(rapidjson::kArrayType), allocator);
-    fresh.AddMember("SIP", sip, allocator);
-    m_Document.Swap(fresh);
+    m_Document.AddMember("SIP", sip, allocator);
 }
 
 rapidjson::Value& CObraRequest::CommandAtSlot()
@@ -247,13 +257,13 @@ bool CObraRequest::ParseReply(const char* text)
         Reset();
         return false;
     }
-    rapidjson::Document parsed;
-    parsed.Parse<rapidjson::kParseIterativeFlag>(text);
+    ReleaseMemoryIfLarge(m_Document);
+    m_Document.Parse<rapidjson::kParseIterativeFlag>(text);
     bool accepted = false;
-    if (!parsed.HasParseError() && parsed.IsObject())
+    if (!m_Document.HasParseError() && m_Document.IsObject())
     {
-        auto sip = parsed.FindMember("SIP");
-        if (sip != parsed.MemberEnd() && sip->value.IsObject())
+        auto sip = m_Document.FindMember("SIP");
+        if (sip != m_Document.MemberEnd() && sip->value.IsObject())
         {
             auto version = sip->value.FindMember("V");
             accepted = version != sip->value.MemberEnd() && version->value.IsNumber() &&
@@ -261,12 +271,8 @@ bool CObraRequest::ParseReply(const char* text)
         }
     }
     if (!accepted)
-    {
         Reset();
-        return false;
-    }
-    m_Document.Swap(parsed);
-    return true;
+    return accepted;
 }
 
 const rapidjson::Value* GetCommand(const CObraRequest& request, int slot)

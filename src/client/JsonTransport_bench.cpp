@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <poll.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -89,7 +90,9 @@ int Listen(const std::string& path)
     return fd;
 }
 
-void BM_BareRoundTrip(benchmark::State& state)
+// The floor: the same frames written and read with plain blocking calls. With waitForReply, the
+// reply is first waited for with poll, as a client with a timeout must.
+void BareRoundTrip(benchmark::State& state, bool waitForReply)
 {
     int fds[2];
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0)
@@ -102,7 +105,9 @@ void BM_BareRoundTrip(benchmark::State& state)
     std::string payload;
     for (auto _ : state)
     {
-        if (!WriteFully(fds[0], requestFrame.data(), requestFrame.size()) || !ReadFrame(fds[0], payload))
+        struct pollfd reply = {fds[0], POLLIN, 0};
+        if (!WriteFully(fds[0], requestFrame.data(), requestFrame.size()) ||
+            (waitForReply && poll(&reply, 1, -1) != 1) || !ReadFrame(fds[0], payload))
         {
             state.SkipWithError("round trip failed");
             break;
@@ -114,7 +119,17 @@ void BM_BareRoundTrip(benchmark::State& state)
     close(fds[0]);
     close(fds[1]);
 }
+void BM_BareRoundTrip(benchmark::State& state)
+{
+    BareRoundTrip(state, false);
+}
 BENCHMARK(BM_BareRoundTrip)->UseRealTime()->MeasureProcessCPUTime();
+
+void BM_BareRoundTripWithPoll(benchmark::State& state)
+{
+    BareRoundTrip(state, true);
+}
+BENCHMARK(BM_BareRoundTripWithPoll)->UseRealTime()->MeasureProcessCPUTime();
 
 void BM_ClientRequest(benchmark::State& state)
 {
