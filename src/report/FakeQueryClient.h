@@ -59,10 +59,18 @@ public:
     }
     bool Attach(const char*) override { return true; }
     void Detach() override {}
-    bool RequestCabinetNumber(uint32_t& cabinetNumber) override { return (cabinetNumber = 0) == 0; }
+    bool RequestCabinetNumber(uint32_t& cabinetNumber) override
+    {
+        cabinetNumber = 0;
+        return true;
+    }
     bool SetApplicationName(const char*) override { return true; }
     bool IsInterfaceSupported(const char*) override { return true; }
-    bool GetInterfaceName(std::string& name) override { return !(name = "JsonRequest").empty(); }
+    bool GetInterfaceName(std::string& name) override
+    {
+        name = "JsonRequest";
+        return true;
+    }
     uint32_t GetLastErrorCode() override { return 0; }
     void GetLastErrorText(std::string& text) override { text = "NO ERROR"; }
 
