@@ -9,8 +9,10 @@
 #include <sys/time.h>
 #include <vector>
 
-// A private system root for one trace test, with every variable the trace facility reads cleared,
-// so that a CDebug built inside the test sees only what the test sets up.
+using Lines = std::vector<std::string>;
+
+// A private system root for one trace test with every trace variable cleared, so that a CDebug
+// built inside the test sees only what the test sets up.
 class TraceTestEnv
 {
 public:
@@ -21,19 +23,17 @@ public:
               "TM_LOG_DEBUG_LEVEL", "TraceFileLimit", "TM_LOG_RINGBUF_WEIGHT", "TM_LOG_NOHDR_TOSDTERR"})
             Set(name, nullptr);
     }
-
     void Set(const char* name, const char* value) { m_Vars.emplace_back(new ScopedEnv(name, value)); }
     const std::string& Root() const { return m_Dir.Path(); }
-    std::string Write(const std::string& relative, const std::string& content) const
+    std::string Write(const std::string& relative, const std::string& text) const
     {
-        return m_Dir.Write(relative, content);
+        return m_Dir.Write(relative, text);
     }
-    std::string ConfigDir() const { return Root() + "/opt/TessmarkQDX/vital/etc/TessmarkSuite/TraceConfig"; }
-    std::string WriteIni(const std::string& name, const std::string& content) const
+    std::string WriteIni(const std::string& name, const std::string& text) const
     {
-        return m_Dir.Write("opt/TessmarkQDX/vital/etc/TessmarkSuite/TraceConfig/" + name, content);
+        return Write("opt/TessmarkQDX/vital/etc/TessmarkSuite/TraceConfig/" + name, text);
     }
-    // A log directory under the root, selected through TM_LOG_RINGBUF_DIR.
+    // A log directory under the root, chosen through TM_LOG_RINGBUF_DIR.
     std::string UseLogDir()
     {
         std::string dir = Root() + "/logs";
@@ -47,15 +47,6 @@ private:
     std::unique_ptr<ScopedEnv> m_Root;
     std::vector<std::unique_ptr<ScopedEnv>> m_Vars;
 };
-
-inline std::vector<std::string> ReadLines(const std::string& path)
-{
-    std::vector<std::string> lines;
-    std::ifstream in(path);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    return lines;
-}
 
 // True when text starts with shape, where each '9' of shape stands for any digit.
 inline bool StartsWithShape(const std::string& text, const std::string& shape)
@@ -71,26 +62,25 @@ inline bool StartsWithShape(const std::string& text, const std::string& shape)
     return true;
 }
 
-// The shape of a line prefix with the default tag: time, process id, tag.
+// A line prefix with the default tag: time, process id, tag.
 const char kPrefixShape[] = "9999-99-99 99:99:99.999 [9999999999] HostCapture   ";
 
-// The message part of a trace line written with the default tag, or "<no prefix>".
 inline std::string MessageOf(const std::string& line)
 {
-    if (!StartsWithShape(line, kPrefixShape))
-        return "<no prefix>";
-    return line.substr(sizeof(kPrefixShape) - 1);
+    return StartsWithShape(line, kPrefixShape) ? line.substr(sizeof(kPrefixShape) - 1) : "<no prefix>";
 }
 
-inline size_t CountOf(const std::string& text, const std::string& part)
+// The messages of a log file, one per line.
+inline std::vector<std::string> Messages(const std::string& path)
 {
-    size_t count = 0;
-    for (size_t pos = text.find(part); pos != std::string::npos; pos = text.find(part, pos + 1))
-        ++count;
-    return count;
+    std::vector<std::string> messages;
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);)
+        messages.push_back(MessageOf(line));
+    return messages;
 }
 
-// Moves a file's modification time by a number of seconds, instead of waiting for the clock.
+// Moves a file's modification time by some seconds, instead of waiting for the clock.
 inline bool ShiftMtime(const std::string& path, int seconds)
 {
     struct stat info;
