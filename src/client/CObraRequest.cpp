@@ -1,6 +1,5 @@
 #include "CObraRequest.h"
 
-#include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include <cstdlib>
@@ -30,7 +29,21 @@ const rapidjson::Value* CommandArray(const rapidjson::Document& document)
 
 // Writes a value without recursion: replies are accepted however deeply they nest, and a
 // recursive writer would run out of stack on them where the parser did not.
-void WriteIteratively(const rapidjson::Value& root, rapidjson::Writer<rapidjson::StringBuffer>& writer)
+// The writer's output stream: straight into the result string.
+class StringOutput
+{
+public:
+    using Ch = char;
+    explicit StringOutput(std::string& text) : m_Text(text) {}
+    void Put(char c) { m_Text.push_back(c); }
+    void Flush() {}
+
+private:
+    std::string& m_Text;
+};
+using TextWriter = rapidjson::Writer<StringOutput>;
+
+void WriteIteratively(const rapidjson::Value& root, TextWriter& writer)
 {
     struct Frame
     {
@@ -38,6 +51,7 @@ void WriteIteratively(const rapidjson::Value& root, rapidjson::Writer<rapidjson:
         rapidjson::SizeType next;
     };
     std::vector<Frame> stack;
+    stack.reserve(8);
 
     auto writeScalarOrOpen = [&](const rapidjson::Value& value)
     {
@@ -111,18 +125,6 @@ void WriteIteratively(const rapidjson::Value& root, rapidjson::Writer<rapidjson:
     }
 }
 
-// The memory pool of a document only grows: values that are replaced keep their memory until the
-// document goes. One pool serves many exchanges, and is handed back once it has grown large.
-constexpr size_t kPoolRecycleBytes = 256 * 1024;
-
-void ReleaseMemoryIfLarge(rapidjson::Document& document)
-{
-    if (document.GetAllocator().Size() <= kPoolRecycleBytes)
-        return;
-    rapidjson::Document fresh;
-    document.Swap(fresh);
-}
-
 // strtoul over a JSON string, which may hold zero bytes (conversion stops there, as at any other
 // unfit character).
 uint32_t ConvertNumberText(const rapidjson::Value& text)
@@ -179,14 +181,17 @@ uint32_t ArrayDataSize(const rapidjson::Value& array)
 }
 } // namespace
 
-CObraRequest::CObraRequest(int slot) : m_Slot(slot)
+CObraRequest::CObraRequest(int slot)
+    : m_Pool(m_PoolBuffer, sizeof(m_PoolBuffer)), m_Document(&m_Pool), m_Slot(slot)
 {
     Reset();
 }
 
 void CObraRequest::Reset()
 {
-    ReleaseMemoryIfLarge(m_Document);
+    // Nothing of the old content is used again, so its memory can go at once.
+    m_Document.SetNull();
+    m_Pool.Clear();
     m_Document.SetObject();
     auto& allocator = m_Document.GetAllocator();
     rapidjson::Value sip(rapidjson::kObjectType);
@@ -244,10 +249,12 @@ void CObraRequest::RemoveCommandMember(const char* key)
 
 std::string CObraRequest::Serialize() const
 {
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    std::string text;
+    text.reserve(256);
+    StringOutput output(text);
+    TextWriter writer(output);
     WriteIteratively(m_Document, writer);
-    return std::string(buffer.GetString(), buffer.GetSize());
+    return text;
 }
 
 bool CObraRequest::ParseReply(const char* text)
@@ -257,7 +264,9 @@ bool CObraRequest::ParseReply(const char* text)
         Reset();
         return false;
     }
-    ReleaseMemoryIfLarge(m_Document);
+    // The text must not live in this document: the old content goes before the parse.
+    m_Document.SetNull();
+    m_Pool.Clear();
     m_Document.Parse<rapidjson::kParseIterativeFlag>(text);
     bool accepted = false;
     if (!m_Document.HasParseError() && m_Document.IsObject())

@@ -52,6 +52,11 @@ public:
     bool ParseReply(const char* text);
 
 private:
+    // Each reset and each reply starts the document's memory afresh in this buffer, so a usual
+    // exchange needs no heap memory; what a large reply takes from the heap goes at the next one.
+    static constexpr size_t kPoolBufferSize = 8192;
+    alignas(8) char m_PoolBuffer[kPoolBufferSize];
+    rapidjson::MemoryPoolAllocator<> m_Pool;
     rapidjson::Document m_Document;
     int m_Slot;
 };
