@@ -8,6 +8,7 @@
 
 #include <deque>
 #include <fcntl.h>
+#include <memory>
 #include <mutex>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -17,16 +18,14 @@ using namespace clienttest;
 
 namespace
 {
-const char* const kAccepted = R"({"SIP":{"V":1,"CMD":[{"ST":0}]}})";
-
-std::string LastErrorText(CSwitchClient& client)
+std::string ErrorText(CSwitchClient& client)
 {
     std::string text;
     client.GetLastErrorText(text);
     return text;
 }
 
-// A system root of its own for each test, with the daemon's files created on demand.
+// A system root of its own for each test; the daemon's files are made on demand.
 class SwitchClientTest : public ::testing::Test
 {
 protected:
@@ -38,9 +37,9 @@ protected:
     ScopedEnv m_Sysroot{"HOSTCAPTURE_SYSROOT", m_Root.Path().c_str()};
 };
 
-// A daemon stand-in: installed front-end, pid file, native socket, and a request socket that
-// acknowledges channel-init commands and answers every other request with the next queued reply
-// (an empty reply hangs up).
+// A daemon stand-in: front-end, pid file, native socket, and a request socket that acknowledges
+// channel-init commands and answers other requests with the next queued reply (default: status
+// 0; an empty reply hangs up).
 class FakeDaemonTest : public SwitchClientTest
 {
 protected:
@@ -48,41 +47,41 @@ protected:
     {
         InstallFrontEnd();
         WritePidFile();
-        m_Native = std::make_unique<ListeningSocket>(RootPath(kQmxdNativeSocket));
+        m_Native = Listen(RootPath(kQmxdNativeSocket));
         m_Server = std::make_unique<FrameServer>(
-            RootPath(kQmxdRequestSocket), [this](const std::string& request) { return Answer(request); });
-        ASSERT_TRUE(m_Native->IsValid());
+            RootPath(kQmxdRequestSocket),
+            [this](const std::string& request)
+            {
+                std::lock_guard<std::mutex> lock(m_Mutex);
+                m_Requests.push_back(request);
+                std::string reply = R"({"SIP":{"V":1,"CMD":[{"ST":0}]}})";
+                if (request.find(R"("OC":65440)") == std::string::npos && !m_Replies.empty())
+                {
+                    reply = m_Replies.front();
+                    m_Replies.pop_front();
+                }
+                return reply;
+            });
+        ASSERT_GE(m_Native, 0);
         ASSERT_TRUE(m_Server->IsValid());
     }
+    void TearDown() override { CloseFd(m_Native); }
 
     void QueueReply(const std::string& reply)
     {
         std::lock_guard<std::mutex> lock(m_Mutex);
         m_Replies.push_back(reply);
     }
-    std::vector<std::string> Requests()
+    std::string LastRequest()
     {
         std::lock_guard<std::mutex> lock(m_Mutex);
-        return m_Requests;
+        return m_Requests.empty() ? std::string() : m_Requests.back();
     }
 
     CEventClock m_Clock;
     CScopedClock m_ScopedClock{m_Clock};
-    std::unique_ptr<ListeningSocket> m_Native;
+    int m_Native = -1;
     std::unique_ptr<FrameServer> m_Server;
-
-private:
-    std::string Answer(const std::string& request)
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Requests.push_back(request);
-        if (request.find(R"("OC":65440)") != std::string::npos || m_Replies.empty())
-            return kAccepted;
-        std::string reply = m_Replies.front();
-        m_Replies.pop_front();
-        return reply;
-    }
-
     std::mutex m_Mutex;
     std::deque<std::string> m_Replies;
     std::vector<std::string> m_Requests;
@@ -94,57 +93,44 @@ TEST_F(SwitchClientTest, AttachFailsEarlyWithoutAUsableDaemon)
     CFakeClock clock;
     CScopedClock scoped(clock);
     CSwitchClient client;
-
     EXPECT_FALSE(client.Attach("otherhost"));
     EXPECT_EQ(client.GetLastErrorCode(), 22u);
-    EXPECT_EQ(LastErrorText(client), "Remote connection not supported");
-
+    EXPECT_EQ(ErrorText(client), "Remote connection not supported");
     EXPECT_FALSE(client.Attach(nullptr));
     EXPECT_EQ(client.GetLastErrorCode(), 6u);
-    EXPECT_EQ(LastErrorText(client), "No qmxd service installed");
-    EXPECT_EQ(client.GetServicePath(), "");
+    EXPECT_EQ(ErrorText(client), "No qmxd service installed");
     EXPECT_EQ(clock.SleepCount(), 0u);
 
     // Installed but not running: one attempt, one second, and no error to show for it.
     InstallFrontEnd();
     EXPECT_FALSE(client.Attach(""));
     EXPECT_EQ(client.GetLastErrorCode(), 0u);
-    EXPECT_EQ(LastErrorText(client), "NO ERROR");
+    EXPECT_EQ(ErrorText(client), "NO ERROR");
     EXPECT_EQ(client.GetServicePath(), "/opt/TessmarkQDX/bin/tmqdx");
-    EXPECT_EQ(clock.SleepCount(), 1u);
     EXPECT_EQ(clock.ElapsedMs(), 1000u);
     EXPECT_EQ(client.GetAttachCount(), 0u);
-    EXPECT_EQ(client.GetRequestChannel(), -1);
 }
 
-TEST_F(SwitchClientTest, AttachWaitsTenMinutesForASocketThatNeverComes)
+TEST_F(SwitchClientTest, AttachWaitsForTheDaemonAndItsJsonInterface)
 {
     CFakeClock clock;
     CScopedClock scoped(clock);
     InstallFrontEnd();
     WritePidFile();
     CSwitchClient client;
-    EXPECT_FALSE(client.Attach(nullptr));
+    EXPECT_FALSE(client.Attach(nullptr)); // the socket never comes: 600 attempts a second apart
     EXPECT_EQ(client.GetLastErrorCode(), 110u);
-    EXPECT_EQ(LastErrorText(client), "Timeout during connect attempt to qmxd");
+    EXPECT_EQ(ErrorText(client), "Timeout during connect attempt to qmxd");
     EXPECT_EQ(clock.SleepCount(), 600u);
     EXPECT_EQ(clock.ElapsedMs(), 600000u);
-}
 
-TEST_F(SwitchClientTest, AttachNeedsTheJsonInterface)
-{
-    CFakeClock clock;
-    CScopedClock scoped(clock);
-    InstallFrontEnd();
-    WritePidFile();
-    ListeningSocket native(RootPath(kQmxdNativeSocket));
-    ASSERT_TRUE(native.IsValid());
-    CSwitchClient client;
-    EXPECT_FALSE(client.Attach(nullptr));
+    int native = Listen(RootPath(kQmxdNativeSocket));
+    ASSERT_GE(native, 0);
+    EXPECT_FALSE(client.Attach(nullptr)); // ready, but no request socket: 20 connects 50 ms apart
+    close(native);
     EXPECT_EQ(client.GetLastErrorCode(), 92u);
-    EXPECT_EQ(LastErrorText(client), "JSON interface not supported by qmxd");
-    EXPECT_EQ(clock.SleepCount(), 20u); // the connect attempts of the request channel
-    EXPECT_EQ(clock.ElapsedMs(), 1000u);
+    EXPECT_EQ(ErrorText(client), "JSON interface not supported by qmxd");
+    EXPECT_EQ(clock.ElapsedMs(), 601000u);
 }
 
 TEST_F(SwitchClientTest, AttachReportsARefusedConnect)
@@ -152,28 +138,26 @@ TEST_F(SwitchClientTest, AttachReportsARefusedConnect)
     // A socket the caller may not write to refuses with EACCES. Root may write anywhere, so as
     // root the attach runs in a child process that gives up root first.
     InstallFrontEnd();
-    ListeningSocket native(RootPath(kQmxdNativeSocket));
-    ASSERT_TRUE(native.IsValid());
+    int native = Listen(RootPath(kQmxdNativeSocket));
+    ASSERT_GE(native, 0);
     ASSERT_EQ(chmod(RootPath(kQmxdNativeSocket).c_str(), 0), 0);
-    const bool root = geteuid() == 0;
     ASSERT_EQ(chmod(m_Root.Path().c_str(), 0755), 0);
-
     pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0)
     {
-        if (root && (setgid(65534) != 0 || setuid(65534) != 0))
+        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
             _exit(200);
         CFakeClock clock;
         CScopedClock scoped(clock);
         CSwitchClient client;
         bool attached = client.Attach(nullptr);
-        bool wellReported =
-            LastErrorText(client) == "Permission denied on qmxd connect" && clock.SleepCount() == 0;
-        _exit(attached ? 201 : (wellReported ? static_cast<int>(client.GetLastErrorCode()) : 202));
+        bool reported = ErrorText(client) == "Permission denied on qmxd connect" && clock.SleepCount() == 0;
+        _exit(attached || !reported ? 201 : static_cast<int>(client.GetLastErrorCode()));
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
+    close(native);
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 13);
 }
@@ -182,25 +166,16 @@ TEST_F(FakeDaemonTest, AttachIsCountedAndTheLastDetachCloses)
 {
     CSwitchClient client;
     ASSERT_TRUE(client.SetApplicationName("HostCapture"));
-    EXPECT_FALSE(client.SetApplicationName(nullptr));
-    EXPECT_EQ(client.GetApplicationName(), "HostCapture");
-
     ASSERT_TRUE(client.Attach(nullptr));
     const int channel = client.GetRequestChannel();
-    EXPECT_GE(channel, 0);
-    EXPECT_EQ(client.GetAttachCount(), 1u);
     ASSERT_TRUE(client.Attach(nullptr));
     EXPECT_EQ(client.GetAttachCount(), 2u);
     EXPECT_EQ(m_Server->Connections(), 1);
     EXPECT_EQ(m_Clock.SleepCount(), 0u);
-
     // The channel was registered under the application name.
-    std::vector<std::string> requests = Requests();
-    ASSERT_EQ(requests.size(), 1u);
-    EXPECT_NE(requests[0].find(R"("RAW":[72,111,115,116,67,97,112,116,117,114,101,0,)"), std::string::npos);
+    EXPECT_NE(LastRequest().find(R"("RAW":[72,111,115,116,67,97,112,116,117,114,101,0,)"), std::string::npos);
 
     client.Detach();
-    EXPECT_EQ(client.GetAttachCount(), 1u);
     EXPECT_EQ(client.GetRequestChannel(), channel);
     EXPECT_NE(fcntl(channel, F_GETFD), -1);
     client.Detach();
@@ -211,23 +186,16 @@ TEST_F(FakeDaemonTest, AttachIsCountedAndTheLastDetachCloses)
     client.DetachWithoutLock();
     EXPECT_EQ(client.GetAttachCount(), 0u);
 
-    // Attached again, then released by the routine that does not take the client mutex.
+    // Released without the client mutex; and a client destroyed while attached closes its channel.
     ASSERT_TRUE(client.Attach(nullptr));
-    EXPECT_EQ(m_Server->Connections(), 2);
     client.DetachWithoutLock();
     EXPECT_EQ(client.GetRequestChannel(), -1);
-}
-
-TEST_F(FakeDaemonTest, DestructionClosesAForgottenChannel)
-{
-    int channel = -1;
-    {
-        CSwitchClient client;
-        ASSERT_TRUE(client.Attach(nullptr));
-        channel = client.GetRequestChannel();
-        ASSERT_NE(fcntl(channel, F_GETFD), -1);
-    }
-    EXPECT_EQ(fcntl(channel, F_GETFD), -1);
+    auto forgotten = std::make_unique<CSwitchClient>();
+    ASSERT_TRUE(forgotten->Attach(nullptr));
+    const int forgottenChannel = forgotten->GetRequestChannel();
+    forgotten.reset();
+    EXPECT_EQ(fcntl(forgottenChannel, F_GETFD), -1);
+    EXPECT_EQ(m_Server->Connections(), 3);
 }
 
 TEST_F(FakeDaemonTest, RequestReturnsTheStatusAtTheSlot)
@@ -250,27 +218,17 @@ TEST_F(FakeDaemonTest, RequestReturnsTheStatusAtTheSlot)
         QueueReply(entry.first);
         EXPECT_EQ(client.Request(request, 0), entry.second) << entry.first;
     }
-    // A discarded reply leaves the bare skeleton behind.
-    EXPECT_EQ(request.Serialize(), R"({"SIP":{"V":1,"CMD":[]}})");
-    EXPECT_EQ(Requests().back(), R"({"SIP":{"V":1,"CMD":[{},{"OC":768}]}})");
+    EXPECT_EQ(request.Serialize(), R"({"SIP":{"V":1,"CMD":[]}})"); // the discarded reply
+    EXPECT_EQ(LastRequest(), R"({"SIP":{"V":1,"CMD":[{},{"OC":768}]}})");
 
-    // A failed exchange writes the transport result into the slot.
+    // A failed exchange leaves the transport result as the slot's status.
     request.SetCommandNumber("ST", 0);
     QueueReply("");
     EXPECT_EQ(client.Request(request, 0), kTransportNotReadable);
     EXPECT_EQ(GetCmdValue(request, 1, "ST", 99), kTransportNotReadable);
     client.Detach();
-}
-
-TEST_F(SwitchClientTest, RequestWithoutChannelFails)
-{
-    CSwitchClient client;
-    CObraRequest request(2);
-    request.SetCommandNumber("OC", 0x300);
     EXPECT_EQ(client.Request(request, 0), kTransportNoChannel);
-    EXPECT_EQ(GetCmdValue(request, 2, "ST", 99), kTransportNoChannel);
-    EXPECT_EQ(GetCmdValue(request, 2, "OC", 99), 0x300u);
-    EXPECT_EQ(request.Serialize(), R"({"SIP":{"V":1,"CMD":[{},{},{"OC":768,"ST":19}]}})");
+    EXPECT_EQ(request.Serialize(), R"({"SIP":{"V":1,"CMD":[{},{"ST":19}]}})"); // replaced, not added
 }
 
 TEST_F(FakeDaemonTest, CabinetNumberComesInEveryForm)
@@ -286,9 +244,7 @@ TEST_F(FakeDaemonTest, CabinetNumberComesInEveryForm)
         {R"({"RAW":"12"})", 0u},
         {"4294967305", 9u},
         {"true", 1u},
-        {"false", 0u},
         {R"("5")", 0u},
-        {"null", 0u},
     };
     for (const auto& form : forms)
     {
@@ -297,27 +253,10 @@ TEST_F(FakeDaemonTest, CabinetNumberComesInEveryForm)
         EXPECT_TRUE(client.RequestCabinetNumber(cabinet)) << form.first;
         EXPECT_EQ(cabinet, form.second) << form.first;
     }
-    EXPECT_EQ(Requests().back(), R"({"SIP":{"V":1,"CMD":[{"OC":57860}]}})");
-
+    EXPECT_EQ(LastRequest(), R"({"SIP":{"V":1,"CMD":[{"OC":57860}]}})");
     QueueReply(R"({"SIP":{"V":1,"CMD":[{"ST":4,"DA":3}]}})");
     uint32_t cabinet = 0xDEAD;
     EXPECT_FALSE(client.RequestCabinetNumber(cabinet));
     EXPECT_EQ(cabinet, 0xDEADu);
     client.Detach();
-}
-
-TEST(CSwitchClient, NamesItsInterfaceAndKeepsCallbacks)
-{
-    CSwitchClient client;
-    EXPECT_TRUE(client.IsInterfaceSupported("JsonRequest"));
-    EXPECT_TRUE(client.IsInterfaceSupported("JSONREQUEST"));
-    EXPECT_FALSE(client.IsInterfaceSupported("JsonRequests"));
-    EXPECT_FALSE(client.IsInterfaceSupported(nullptr));
-    std::string name;
-    EXPECT_TRUE(client.GetInterfaceName(name));
-    EXPECT_EQ(name, "JsonRequest");
-
-    client.RegisterEventCallback(5, [](const CEventRecord&, CObraClientIf&, uint64_t) {});
-    EXPECT_TRUE(client.UnregisterEventCallback(5));
-    EXPECT_FALSE(client.UnregisterEventCallback(5));
 }
