@@ -50,8 +50,9 @@ void WriteIteratively(const rapidjson::Value& root, TextWriter& writer)
         const rapidjson::Value* value;
         rapidjson::SizeType next;
     };
-    std::vector<Frame> stack;
-    stack.reserve(8);
+    // Kept per thread between calls, so the usual shallow document costs no allocation.
+    thread_local std::vector<Frame> stack;
+    stack.clear();
 
     auto writeScalarOrOpen = [&](const rapidjson::Value& value)
     {
@@ -123,6 +124,8 @@ void WriteIteratively(const rapidjson::Value& root, TextWriter& writer)
             writeScalarOrOpen(element);
         }
     }
+    if (stack.capacity() > 1024)
+        std::vector<Frame>().swap(stack); // do not keep what a deep document needed
 }
 
 // strtoul over a JSON string, which may hold zero bytes (conversion stops there, as at any other

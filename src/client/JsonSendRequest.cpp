@@ -44,7 +44,7 @@ uint32_t WriteRequest(int fd, const char* frame, size_t total, int pollTimeout)
         if (!writeFirst && !IsWritable(fd, pollTimeout))
             return kTransportWriteFailed;
         g_Debug.Print(4, "SendRequestOnFd: write request string to socket %d...\n", fd);
-        const uint64_t deadline = PassDeadline();
+        uint64_t deadline = 0;
         for (;;)
         {
             ssize_t written = WriteAvailable(fd, frame + sent, total - sent);
@@ -142,7 +142,7 @@ uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout)
     size_t received = 4;
     for (int pass = 1; pass <= kTransferPasses && received < wanted; ++pass)
     {
-        const uint64_t deadline = PassDeadline();
+        uint64_t deadline = 0;
         bool woken = false;
         for (;;)
         {

@@ -141,15 +141,12 @@ int IsFdReady(int fd, short pollMask, int timeoutMsec)
     return -9;
 }
 
-uint64_t PassDeadline()
-{
-    return CClock::Get().NowMs() + kPassWaitMs;
-}
-
-bool WaitWithinPass(int fd, short events, uint64_t deadlineMs)
+bool WaitWithinPass(int fd, short events, uint64_t& deadlineMs)
 {
     CClock& clock = CClock::Get();
     uint64_t now = clock.NowMs();
+    if (deadlineMs == 0)
+        deadlineMs = now + kPassWaitMs;
     if (now >= deadlineMs)
         return false;
     struct pollfd request;

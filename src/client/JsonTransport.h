@@ -53,11 +53,11 @@ int ConnectUnixSocket(int fd, const char* path);
 int IsFdReady(int fd, short pollMask, int timeoutMsec);
 
 // Pieces of a read or write pass. A pass moves what the socket offers, then keeps moving data as
-// it becomes ready until kPassWaitMs after the pass began: a silent peer costs each pass its full
-// second, a peer that is still sending costs no idle time.
-uint64_t PassDeadline();
-// True when fd reported events before the deadline (false also on a poll error).
-bool WaitWithinPass(int fd, short events, uint64_t deadlineMs);
+// it becomes ready until kPassWaitMs after its first wait began: a silent peer costs each pass
+// its full second, a peer that is still sending costs no idle time. A pass starts with a deadline
+// of 0; the first wait sets it. True when fd reported events before the deadline (false also on
+// a poll error).
+bool WaitWithinPass(int fd, short events, uint64_t& deadlineMs);
 // Non-blocking read and write; 0 when nothing can be moved now, -1 with errno on an error.
 // Writing never raises SIGPIPE.
 ssize_t ReadAvailable(int fd, char* data, size_t size);
