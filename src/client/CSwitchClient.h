@@ -7,6 +7,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -51,6 +52,8 @@ public:
     uint32_t GetAttachCount() const { return m_AttachCount; }
     int GetRequestChannel() const { return m_FdRequestChannel; }
     bool AreEventsEnabled() const { return m_EventsEnabled; }
+    bool IsEventThreadRunning() const { return m_ThreadRunning; }
+    int GetEventChannel() const { return m_FdEventChannel; }
     void SetLastError(uint32_t code);
 
 private:
@@ -59,13 +62,15 @@ private:
     bool FindInstalledService();
     bool WaitForServiceAndOpenChannel();
 
-    // Event side (CSwitchClientEvents.cpp).
-    bool EnableEventsLocked();
+    // Event side (CSwitchClientEvents.cpp, CSwitchClientEventThread.cpp), called with the
+    // events mutex held, apart from the thread's own functions.
+    void EnableEventsLocked();
     void DisableEventsLocked();
-    void ThreadEventMain();
-    static void* ThreadEventMainTrampoline(void* self);
-    bool WaitForServiceAvailable(int terminateFd);
-    void DispatchEvent(CObraRequest& event);
+    void WaitForEventThreadEnd();
+    static void* ThreadEventMainTrampoline(void* context);
+    void ThreadEventMain(const std::string& clientName, const std::string& servicePath);
+    bool ReregisterForEvents(const char* clientName, const std::string& servicePath, int terminateFd);
+    void DispatchEvent(const CObraRequest& event);
 
     int m_FdRequestChannel = -1;
     uint32_t m_AttachCount = 0;
@@ -75,10 +80,19 @@ private:
     uint32_t m_LastErrorCode = 0;
     const char* m_LastErrorText;
 
-    int m_FdEventChannel = -1;
-    int m_TerminationPipe[2] = {-1, -1};
-    bool m_EventsEnabled = false;
-    volatile bool m_ThreadRunning = false;
+    // The descriptors are shared with the event thread, which may still be on its way out while
+    // a disable closes them: whoever closes one takes it with exchange(-1) first.
+    std::atomic<int> m_FdEventChannel{-1};
+    std::atomic<int> m_TerminationPipe[2] = {{-1}, {-1}};
+    std::atomic<bool> m_EventsEnabled{false};
+    // Set from the start of the thread until its very end (the start is marked before the thread
+    // is created, so a disable right after an enable cannot miss it).
+    std::atomic<bool> m_ThreadRunning{false};
+    // Asked to end: the thread checks it wherever it could otherwise go on with closed descriptors.
+    std::atomic<bool> m_EventThreadStop{false};
+    // Read end of a pipe whose write end the thread closes as its very last act, so that a
+    // disable waits for the end of the thread instead of sleeping in fixed steps.
+    int m_ThreadEndedFd = -1;
     CThread m_EventThread;
     pthread_mutex_t m_EventsMutex;
     CCallbackMap m_CallbackMap;

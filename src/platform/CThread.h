@@ -23,6 +23,9 @@ public:
     pthread_t GetId() const { return m_Thread; }
     bool IsWaitable() const { return m_Waitable; }
     void SetKillAliveThread(bool kill) { m_KillAliveThread = kill; }
+    // For an owner that knows its detached thread has ended: drops the identifier, so that a
+    // later Kill cannot reach another thread that was given the same identifier meanwhile.
+    void Forget() { m_Thread = 0; }
 
 private:
     pthread_t m_Thread = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <ctime>
 #include <poll.h>
@@ -29,6 +30,7 @@ public:
 // A clock whose time only moves when the program sleeps or waits. Poll looks at the descriptors
 // without blocking; when nothing is ready it advances the time by the whole timeout, as if the
 // wait had run out. Total sleeping and waiting is counted so tests can assert the cost of a path.
+// The counters are atomic: a client's event thread and the test's own thread may share the clock.
 class CFakeClock : public CClock
 {
 public:
@@ -45,8 +47,8 @@ public:
 
 private:
     time_t m_Start;
-    uint64_t m_ElapsedMs = 0;
-    unsigned m_SleepCount = 0;
+    std::atomic<uint64_t> m_ElapsedMs{0};
+    std::atomic<unsigned> m_SleepCount{0};
 };
 
 // Installs a clock for the lifetime of the object.
