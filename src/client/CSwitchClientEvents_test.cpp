@@ -288,6 +288,9 @@ TEST_F(SwitchClientEventsTest, ABurstArrivesCompleteAndInOrder)
 
 TEST_F(SwitchClientEventsTest, TheThreadRecoversFromBadFramesAndALostDaemonAndEndsWhenItStaysAway)
 {
+    // Set before the thread starts, which reads it: 40 s are 20 check periods, at most 2 s of real
+    // time with the sliced clock.
+    ScopedEnv maxWait("TM_MAXWAIT_FOR_QMXD", "40");
     Enable();
     uint32_t marker = 100;
     // A zero length word, a frame that stops half-way, a length beyond any sensible event, the
@@ -307,7 +310,6 @@ TEST_F(SwitchClientEventsTest, TheThreadRecoversFromBadFramesAndALostDaemonAndEn
 
     // Gone for longer than the client waits: the thread ends; the client stays enabled until
     // it is disabled.
-    ScopedEnv maxWait("TM_MAXWAIT_FOR_QMXD", "4");
     m_Sim.Stop();
     EXPECT_TRUE(WaitUntil([&] { return !m_Client.IsEventThreadRunning(); }));
     EXPECT_TRUE(m_Client.AreEventsEnabled());
