@@ -197,7 +197,7 @@ TEST_F(SwitchClientEventsTest, EnableAndDisableTwiceAndEveryWayOfLettingGoDisabl
 
     EXPECT_EQ(trace.Count("JsonEnableEvents: -> events already enabled -> ignored!"), 1u);
     EXPECT_EQ(trace.Count("JsonDisableEvents: -> events already disabled -> ignored"), 1u);
-    EXPECT_EQ(trace.Count("Thread_EventMain: somebody signaled terminate -> bail out"), 2u);
+    EXPECT_EQ(trace.Count("Thread_EventMain: Event thread started"), 2u);
     EXPECT_EQ(
         trace.Count(
             "CSwitchClient::~CSwitchClient: ## ERROR! Events still enabled (by client \"Forgetful\") on "
