@@ -1,13 +1,15 @@
 #pragma once
 
-// In-process stand-in for the daemon client, used by the query layer's unit tests. It records
-// every request document it is given and answers from a table of canned reply texts, which go
-// through CObraRequest::ParseReply like a real answer does.
+// In-process stand-in for the daemon client, used by the unit tests and benchmarks of the query
+// and report layers. It records every request document it is given and answers from a table of
+// canned reply texts, which go through CObraRequest::ParseReply like a real answer does.
 
 #include "CObraClientRequestIf.h"
 #include "CObraRequest.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <map>
 #include <string>
 #include <tuple>
@@ -33,13 +35,54 @@ public:
         return "{\"SIP\":{\"V\":1,\"CMD\":[{" + command + "}]}}";
     }
 
+    // A JSON string holding text, control characters escaped.
+    static std::string JsonString(const std::string& text)
+    {
+        std::string json = "\"";
+        for (const char c : text)
+        {
+            char escape[8];
+            snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned char>(c));
+            if (c == '"' || c == '\\')
+                json += '\\';
+            json += static_cast<unsigned char>(c) < 0x20 ? std::string(escape) : std::string(1, c);
+        }
+        return json + "\"";
+    }
+    // Raw answer data: {"RAW": [one number per byte]}.
+    static std::string RawJson(const std::vector<uint8_t>& bytes)
+    {
+        std::string json = "{\"RAW\":[";
+        for (size_t i = 0; i < bytes.size(); ++i)
+            json += (i != 0 ? "," : "") + std::to_string(bytes[i]);
+        return json + "]}";
+    }
+
     void Answer(uint32_t oc, uint32_t oe, uint32_t oi, const std::string& replyText)
     {
         m_Answers[std::make_tuple(oc, oe, oi)] = {replyText, 0};
     }
-    void AnswerNumber(uint32_t oc, uint32_t oe, uint32_t oi, uint32_t value)
+    // Status 0 with the given "DA" (JSON text).
+    void AnswerData(uint32_t oc, uint32_t oe, uint32_t oi, const std::string& dataJson)
     {
-        Answer(oc, oe, oi, Reply(std::to_string(value).c_str()));
+        Answer(oc, oe, oi, Reply(dataJson.c_str()));
+    }
+    void AnswerNumber(uint32_t oc, uint32_t oe, uint32_t oi, uint64_t value)
+    {
+        AnswerData(oc, oe, oi, std::to_string(value));
+    }
+    void AnswerString(uint32_t oc, uint32_t oe, uint32_t oi, const std::string& text)
+    {
+        AnswerData(oc, oe, oi, JsonString(text));
+    }
+    void AnswerRaw(uint32_t oc, uint32_t oe, uint32_t oi, const std::vector<uint8_t>& bytes)
+    {
+        AnswerData(oc, oe, oi, RawJson(bytes));
+    }
+    // The daemon answers with a status and no data (21: no such object).
+    void AnswerStatus(uint32_t oc, uint32_t oe, uint32_t oi, uint32_t status)
+    {
+        Answer(oc, oe, oi, Reply(nullptr, std::to_string(status).c_str()));
     }
     // The exchange fails in the transport with the given result code.
     void FailTransport(uint32_t oc, uint32_t oe, uint32_t oi, uint32_t code)
@@ -51,8 +94,12 @@ public:
     {
         const int slot = request.Slot();
         SentQuery sent{GetCmdValue(request, slot, "OC", 0), GetCmdValue(request, slot, "OE", 0),
-                       GetCmdValue(request, slot, "OI", 0), request.Serialize()};
-        Sent.push_back(sent);
+                       GetCmdValue(request, slot, "OI", 0), std::string()};
+        if (RecordRequests)
+        {
+            sent.Document = request.Serialize();
+            Sent.push_back(sent);
+        }
         LastTimeout = timeout;
 
         // Unanswered queries fail like a closed channel.
@@ -86,8 +133,15 @@ public:
     uint32_t GetLastErrorCode() override { return 0; }
     void GetLastErrorText(std::string& text) override { text = "NO ERROR"; }
 
+    size_t CountSent(uint32_t oc) const
+    {
+        return std::count_if(Sent.begin(), Sent.end(), [oc](const SentQuery& q) { return q.Oc == oc; });
+    }
+
     std::vector<SentQuery> Sent;
     uint32_t LastTimeout = 0;
+    // Benchmarks with many thousands of queries turn the record off.
+    bool RecordRequests = true;
 
 private:
     struct CannedAnswer

@@ -1,6 +1,7 @@
 // Runs the HostCapture program against the simulated daemon and checks the written page and the
 // conversation the daemon saw.
 
+#include "ProgramRun.h"
 #include "ReportTestSupport.h"
 #include "SimProcess.h"
 #include "TestEnv.h"
@@ -90,7 +91,7 @@ protected:
     std::string RunReport(std::vector<std::pair<std::string, std::string>> environment = {})
     {
         environment.emplace_back("HOSTCAPTURE_SYSROOT", m_Root.Path());
-        const auto run = ReportTestSupport::RunProgram(HOSTCAPTURE_EXECUTABLE, {"-output", "report.html"},
+        const auto run = RunProgram(HOSTCAPTURE_EXECUTABLE, {"-output", "report.html"},
                                                        m_Work.Path(), environment);
         EXPECT_EQ(run.exitStatus, 0) << run.output;
         return ReadFile(m_Work.Path() + "/report.html");

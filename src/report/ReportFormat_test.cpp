@@ -1,6 +1,6 @@
 #include "CConfigSpaceQuery.h"
 #include "CellFormat.h"
-#include "FakeQueryClient.h"
+#include "FakeObraClient.h"
 #include "HostCaptureInformation.h"
 #include "HtmlText.h"
 
@@ -38,7 +38,7 @@ TEST(FormatDuration, KeepsItsBlanksAndPluralForms)
 
 TEST(IpAddresses, FormsByLengthAndTheHandMadeIpv6Text)
 {
-    FakeQueryClient daemon;
+    FakeObraClient daemon;
     CConfigSpaceQuery query;
     query.Bind(&daemon, 0, "");
     std::vector<uint8_t> loopback(16, 0);
@@ -47,7 +47,7 @@ TEST(IpAddresses, FormsByLengthAndTheHandMadeIpv6Text)
     daemon.AnswerRaw(0xE108, 1, 0, loopback);
     EXPECT_EQ(HostCaptureInformation::GetIpAddresses(query),
               (std::vector<std::string>{"192.168.0.1", "::1"}));
-    daemon.Fail(0xE108, 0, 0, 21); // a refused query adds nothing; an odd length an empty entry
+    daemon.AnswerStatus(0xE108, 0, 0, 21); // a refused query adds nothing; an odd length an empty entry
     daemon.AnswerRaw(0xE108, 1, 0, {1, 2, 3, 4, 5});
     EXPECT_EQ(HostCaptureInformation::GetIpAddresses(query), (std::vector<std::string>{""}));
 

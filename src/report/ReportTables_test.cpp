@@ -1,12 +1,12 @@
 #include "CConfigSpaceQuery.h"
-#include "FakeQueryClient.h"
+#include "FakeObraClient.h"
 #include "StorageTables.h"
 
 #include <gtest/gtest.h>
 
 TEST(RaidManagerTable, RowForEveryStatusClassInstalledOrNot)
 {
-    FakeQueryClient daemon;
+    FakeObraClient daemon;
     CConfigSpaceQuery query;
     query.Bind(&daemon, 0, "");
     struct Case
@@ -22,11 +22,11 @@ TEST(RaidManagerTable, RowForEveryStatusClassInstalledOrNot)
         for (const bool installed : {true, false})
         {
             SCOPED_TRACE(std::to_string(c.code) + (installed ? " installed" : " not installed"));
-            daemon.ClearReceived();
+            daemon.Sent.clear();
             if (installed)
                 daemon.AnswerString(0x0C00, 0xAA03, 0, "7.2 <beta>");
             else
-                daemon.Fail(0x0C00, 0xAA03, 0, 21);
+                daemon.AnswerStatus(0x0C00, 0xAA03, 0, 21);
             daemon.AnswerNumber(0x2120, 0, 0, c.code);
 
             const std::string table = StorageTables::BuildRaidManagerTable(query)->Render();
@@ -36,7 +36,7 @@ TEST(RaidManagerTable, RowForEveryStatusClassInstalledOrNot)
                                     c.cssClass + " icon status\">" + c.text + "</td>\n            <td>" +
                                     (installed ? "7.2 &lt;beta&gt;" : "N/A") + "</td>";
             EXPECT_NE(table.find(row), std::string::npos) << table;
-            EXPECT_EQ(daemon.CountReceived(0x21DF), c.code == 1 ? 1u : 0u);
+            EXPECT_EQ(daemon.CountSent(0x21DF), c.code == 1 ? 1u : 0u);
         }
     }
     // A class beyond 0 to 3 leaves the second cell with only the icon classes; its text is escaped.

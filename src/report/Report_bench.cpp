@@ -3,8 +3,9 @@
 
 #include "CConfigSpaceQuery.h"
 #include "EnvironmentTables.h"
-#include "FakeQueryClient.h"
+#include "FakeObraClient.h"
 #include "HtmlText.h"
+#include "ProgramRun.h"
 #include "ReportTestSupport.h"
 #include "SimProcess.h"
 #include "StorageTables.h"
@@ -30,7 +31,8 @@ void CountRows(benchmark::State& state, int64_t rows)
 void BM_TemperatureTable(benchmark::State& state)
 {
     const uint32_t rows = static_cast<uint32_t>(state.range(0));
-    FakeQueryClient daemon;
+    FakeObraClient daemon;
+    daemon.RecordRequests = false;
     daemon.AnswerNumber(0x0400, 0, 0, rows);
     for (uint32_t i = 0; i < rows; ++i)
     {
@@ -54,7 +56,8 @@ BENCHMARK(BM_TemperatureTable)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillise
 void BM_PhysicalDriveTable(benchmark::State& state)
 {
     const uint32_t rows = static_cast<uint32_t>(state.range(0));
-    FakeQueryClient daemon;
+    FakeObraClient daemon;
+    daemon.RecordRequests = false;
     daemon.AnswerNumber(0x2110, 0, 0, 1);
     daemon.AnswerNumber(0x2130, 0, 0, rows);
     for (uint32_t d = 0; d < rows; ++d)
@@ -173,7 +176,7 @@ void BM_FullReportLargeServer(benchmark::State& state)
     double wall = 0, cpu = 0, rss = 0;
     for (auto _ : state)
     {
-        const auto run = ReportTestSupport::RunProgram(
+        const auto run = RunProgram(
             "/usr/bin/time",
             {"-f", "%e %U %S %M", "-o", figures, HostCaptureExecutable(), "-output", "report.html"},
             work.Path(), {{"HOSTCAPTURE_SYSROOT", root.Path()}});
