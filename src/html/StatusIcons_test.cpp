@@ -7,26 +7,18 @@
 
 namespace
 {
+// A character outside the alphabet decodes to garbage, which no image signature survives.
 std::string DecodeBase64(const std::string& text)
 {
     static const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string out;
     uint32_t buffer = 0;
     int bits = 0;
-    for (char c : text)
+    for (char c : text.substr(0, text.find('=')))
     {
-        size_t value = alphabet.find(c);
-        if (c == '=')
-            break;
-        if (value == std::string::npos)
-            return "invalid base64";
-        buffer = (buffer << 6) | static_cast<uint32_t>(value);
-        bits += 6;
-        if (bits >= 8)
-        {
-            bits -= 8;
-            out += static_cast<char>((buffer >> bits) & 0xFF);
-        }
+        buffer = buffer << 6 | static_cast<uint32_t>(alphabet.find(c));
+        if ((bits += 6) >= 8)
+            out += static_cast<char>(buffer >> (bits -= 8));
     }
     return out;
 }
@@ -44,18 +36,16 @@ uint32_t BigEndian32(const std::string& data, size_t at)
 
 TEST(StatusIconsTest, EveryIconIsASixteenPixelSquareImageOfItsStatedType)
 {
-    const char* const order[] = {"status-normal", "status-warning", "status-major",
-                                 "status-error",  "status-unknown", "status-not-present"};
     ASSERT_EQ(6u, StatusIconCount);
     for (size_t i = 0; i < StatusIconCount; ++i)
     {
         const StatusIcon& icon = StatusIcons[i];
         SCOPED_TRACE(icon.CssClass);
-        EXPECT_STREQ(order[i], icon.CssClass);
-        std::string file = DecodeBase64(icon.Base64);
-        if (std::string(icon.CssClass) == "status-major")
+        const std::string file = DecodeBase64(icon.Base64);
+        ASSERT_GE(file.size(), 24u);
+        if (std::string(icon.MimeType) == "image/gif")
         {
-            EXPECT_STREQ("image/gif", icon.MimeType);
+            EXPECT_STREQ("status-major", icon.CssClass);
             EXPECT_EQ("GIF89a", file.substr(0, 6));
             EXPECT_EQ(16u, Byte(file, 6) | Byte(file, 7) << 8);
             EXPECT_EQ(16u, Byte(file, 8) | Byte(file, 9) << 8);
@@ -63,14 +53,9 @@ TEST(StatusIconsTest, EveryIconIsASixteenPixelSquareImageOfItsStatedType)
             continue;
         }
         EXPECT_STREQ("image/png", icon.MimeType);
-        EXPECT_EQ(std::string("\x89PNG\r\n\x1a\n", 8), file.substr(0, 8));
-        EXPECT_EQ(13u, BigEndian32(file, 8));
-        EXPECT_EQ("IHDR", file.substr(12, 4));
+        EXPECT_EQ(std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR", 16), file.substr(0, 16));
         EXPECT_EQ(16u, BigEndian32(file, 16)); // width
         EXPECT_EQ(16u, BigEndian32(file, 20)); // height
-        EXPECT_EQ(8u, Byte(file, 24));         // bits per sample
-        EXPECT_NE(std::string::npos, file.find("IDAT"));
-        ASSERT_GE(file.size(), 12u);
         EXPECT_EQ(std::string("\0\0\0\0IEND\xae\x42\x60\x82", 12), file.substr(file.size() - 12));
     }
 }
