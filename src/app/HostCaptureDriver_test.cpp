@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <dirent.h>
+#include <filesystem>
 #include <regex>
 #include <string>
 #include <sys/stat.h>
@@ -33,15 +33,8 @@ const std::string kGenerating = "\nGenerating HTML report...";
 std::vector<std::string> ListDir(const std::string& path)
 {
     std::vector<std::string> names;
-    if (DIR* dir = opendir(path.c_str()))
-    {
-        while (dirent* entry = readdir(dir))
-        {
-            if (entry->d_name[0] != '.')
-                names.push_back(entry->d_name);
-        }
-        closedir(dir);
-    }
+    for (const auto& entry : std::filesystem::directory_iterator(path))
+        names.push_back(entry.path().filename().string());
     return names;
 }
 
