@@ -108,35 +108,23 @@ TEST_F(XmlFiles, ReadsUtf8WithAndWithoutMarkOrDeclaration)
     EXPECT_EQ(m_Document.SourceEncoding(), "");
 }
 
-TEST_F(XmlFiles, ReadsUtf16InBothByteOrders)
+TEST_F(XmlFiles, ReadsUtf16AndUtf32InBothByteOrders)
 {
-    const std::u32string declared = WithEncoding(kDocument, U"UTF-16");
     const std::u32string bare = WithoutDeclaration(kDocument);
-    for (bool bigEndian : {false, true})
+    for (const int bits : {16, 32})
     {
-        const char* order = bigEndian ? "UTF-16BE" : "UTF-16LE";
-        SCOPED_TRACE(order);
-        ExpectCatalogue(Utf16(declared, bigEndian, true), "mark and declaration");
-        ExpectCatalogue(Utf16(declared, bigEndian, false), "declaration only");
-        ExpectCatalogue(Utf16(bare, bigEndian, true), "mark only");
-        ExpectCatalogue(Utf16(bare, bigEndian, false), "neither");
-        EXPECT_EQ(m_Document.SourceEncoding(), order);
-    }
-}
-
-TEST_F(XmlFiles, ReadsUtf32InBothByteOrders)
-{
-    const std::u32string declared = WithEncoding(kDocument, U"UTF-32");
-    const std::u32string bare = WithoutDeclaration(kDocument);
-    for (bool bigEndian : {false, true})
-    {
-        const char* order = bigEndian ? "UTF-32BE" : "UTF-32LE";
-        SCOPED_TRACE(order);
-        ExpectCatalogue(Utf32(declared, bigEndian, true), "mark and declaration");
-        ExpectCatalogue(Utf32(declared, bigEndian, false), "declaration only");
-        ExpectCatalogue(Utf32(bare, bigEndian, true), "mark only");
-        ExpectCatalogue(Utf32(bare, bigEndian, false), "neither");
-        EXPECT_EQ(m_Document.SourceEncoding(), order);
+        const std::u32string declared = WithEncoding(kDocument, bits == 16 ? U"UTF-16" : U"UTF-32");
+        const auto encode = bits == 16 ? Utf16 : Utf32;
+        for (bool bigEndian : {false, true})
+        {
+            const std::string order = "UTF-" + std::to_string(bits) + (bigEndian ? "BE" : "LE");
+            SCOPED_TRACE(order);
+            ExpectCatalogue(encode(declared, bigEndian, true), "mark and declaration");
+            ExpectCatalogue(encode(declared, bigEndian, false), "declaration only");
+            ExpectCatalogue(encode(bare, bigEndian, true), "mark only");
+            ExpectCatalogue(encode(bare, bigEndian, false), "neither");
+            EXPECT_EQ(m_Document.SourceEncoding(), order);
+        }
     }
 }
 
