@@ -81,10 +81,11 @@ protected:
     CEventClock m_Clock;
     CScopedClock m_ScopedClock{m_Clock};
     int m_Native = -1;
-    std::unique_ptr<FrameServer> m_Server;
     std::mutex m_Mutex;
     std::deque<std::string> m_Replies;
     std::vector<std::string> m_Requests;
+    // Declared last, so destroyed first: its thread uses the members above until it is joined.
+    std::unique_ptr<FrameServer> m_Server;
 };
 } // namespace
 
