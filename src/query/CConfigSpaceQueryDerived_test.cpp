@@ -10,14 +10,6 @@ class DerivedQueryTest : public ::testing::Test
 protected:
     void SetUp() override { m_Query.Bind(&m_Client, 2, ""); }
 
-    size_t CountSent(uint32_t oc) const
-    {
-        size_t count = 0;
-        for (const FakeObraClient::SentQuery& sent : m_Client.Sent)
-            count += sent.Oc == oc ? 1 : 0;
-        return count;
-    }
-
     FakeObraClient m_Client;
     CConfigSpaceQuery m_Query;
 };
@@ -71,11 +63,11 @@ TEST_F(DerivedQueryTest, SmartFailureTurnsANormalDriveIntoAWarning)
     // Only a normal drive asks for its S.M.A.R.T. state.
     m_Client.AnswerNumber(0x2131, 1, 4, 11); // "Failed", error
     m_Client.AnswerNumber(0x2132, 1, 4, 1);
-    const size_t smartQueries = CountSent(0x2132);
+    const size_t smartQueries = m_Client.CountSent(0x2132);
     const CodedResult failed = m_Query.GetPhysicalDriveStatus(1, 4);
     EXPECT_EQ(failed.Status, 3u);
     EXPECT_EQ(failed.Text, "Failed");
-    EXPECT_EQ(CountSent(0x2132), smartQueries);
+    EXPECT_EQ(m_Client.CountSent(0x2132), smartQueries);
 }
 
 TEST_F(DerivedQueryTest, AdapterIndexesFilterByTheLowByteOfTheClass)
@@ -83,7 +75,7 @@ TEST_F(DerivedQueryTest, AdapterIndexesFilterByTheLowByteOfTheClass)
     m_Client.AnswerNumber(0x1800, 0, 0, 0);
     EXPECT_TRUE(m_Query.GetAdapterIndexes(2).empty());
     ASSERT_EQ(m_Client.Sent.size(), 1u);
-    EXPECT_EQ(CountSent(0x1805), 0u);
+    EXPECT_EQ(m_Client.CountSent(0x1805), 0u);
 
     m_Client.AnswerNumber(0x1800, 0, 0, 5);
     const uint32_t classes[] = {2, 0x102, 7, 2, 0};
@@ -91,7 +83,7 @@ TEST_F(DerivedQueryTest, AdapterIndexesFilterByTheLowByteOfTheClass)
         m_Client.AnswerNumber(0x1805, 0, index, classes[index]);
     EXPECT_EQ(m_Query.GetAdapterIndexes(0x302), (std::vector<uint32_t>{0, 3}));
     EXPECT_EQ(m_Query.GetAdapterIndexes(7), (std::vector<uint32_t>{2}));
-    EXPECT_EQ(CountSent(0x1805), 10u);
+    EXPECT_EQ(m_Client.CountSent(0x1805), 10u);
 }
 
 TEST_F(DerivedQueryTest, ClearDeviceWatchStatusSendsTheWriteCommandAndNeedsData)

@@ -55,9 +55,7 @@ TEST(StatusTextTables, UnknownCodesAreAddedToTheirOwnTableOnly)
     EXPECT_EQ(tables.Size(CodeTable::PowerSupplyStatus), 13u);
     EXPECT_EQ(tables.LookupText(CodeTable::DriveBusType, 16), "");
     EXPECT_EQ(tables.Size(CodeTable::DriveBusType), 18u);
-    // The other tables are untouched.
-    EXPECT_EQ(tables.Size(CodeTable::SmartState), 3u);
-    EXPECT_EQ(tables.Size(CodeTable::PowerSupplyStatus), 13u);
+    EXPECT_EQ(tables.Size(CodeTable::SmartState), 3u) << "the other tables are untouched";
     ExpectState(tables, CodeTable::PowerSupplyStatus, 11, 2, "DC Failure");
     // Out-of-range table selectors give a neutral result instead of touching memory.
     ExpectState(tables, CodeTable::Count, 1, 0, "");

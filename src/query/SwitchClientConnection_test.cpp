@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 namespace
 {
 const char kProfile[] = R"({
@@ -24,15 +22,6 @@ const char kProfile[] = R"({
         "0x180A":          {"ST": 0, "DA": 1, "fault": {"omit_status": true, "count": 1}},
     },
 })";
-
-std::vector<SimCommand> CommandsWithCode(const SimProcess& sim, uint32_t oc)
-{
-    std::vector<SimCommand> commands = sim.RequestedCommands();
-    commands.erase(std::remove_if(commands.begin(), commands.end(),
-                                  [oc](const SimCommand& command) { return command.oc != oc; }),
-                   commands.end());
-    return commands;
-}
 } // namespace
 
 TEST(SwitchClientConnection, FailedAttachPrintsTheErrorAndLeavesTheQueryUnbound)
@@ -87,12 +76,12 @@ TEST(SwitchClientConnection, QueriesRunAgainstTheDaemonOnOneSharedAttach)
     EXPECT_FALSE(information.ClearDeviceWatchStatus());
     EXPECT_TRUE(information.ClearDeviceWatchStatus());
 
-    const std::vector<SimCommand> clears = CommandsWithCode(sim, 0x180A);
+    const std::vector<SimCommand> clears = sim.RequestedCommands(0x180A);
     ASSERT_EQ(clears.size(), 2u);
     EXPECT_TRUE(clears[0].hasST && clears[0].hasDA && clears[0].hasCA);
     EXPECT_FALSE(clears[0].hasOE || clears[0].hasOI);
     EXPECT_EQ(clears[0].ca, 3u);
-    const std::vector<SimCommand> counts = CommandsWithCode(sim, 0x0300);
+    const std::vector<SimCommand> counts = sim.RequestedCommands(0x0300);
     ASSERT_EQ(counts.size(), 1u);
     EXPECT_FALSE(counts[0].hasOE || counts[0].hasOI || counts[0].hasST || counts[0].hasDA);
     EXPECT_TRUE(counts[0].hasCA);
@@ -101,7 +90,7 @@ TEST(SwitchClientConnection, QueriesRunAgainstTheDaemonOnOneSharedAttach)
     ReleaseSwitchClient(information);
     EXPECT_EQ(shared.GetAttachCount(), 1u);
     EXPECT_EQ(information.GetCoolingDeviceCount(), 0u);
-    EXPECT_EQ(CommandsWithCode(sim, 0x0300).size(), 1u);
+    EXPECT_EQ(sim.RequestedCommands(0x0300).size(), 1u);
     EXPECT_EQ(health.GetCoolingDeviceCount(), 2u);
 
     ReleaseSwitchClient(health);

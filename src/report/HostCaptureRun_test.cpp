@@ -91,8 +91,8 @@ protected:
     std::string RunReport(std::vector<std::pair<std::string, std::string>> environment = {})
     {
         environment.emplace_back("HOSTCAPTURE_SYSROOT", m_Root.Path());
-        const auto run = RunProgram(HOSTCAPTURE_EXECUTABLE, {"-output", "report.html"},
-                                                       m_Work.Path(), environment);
+        const auto run =
+            RunProgram(HOSTCAPTURE_EXECUTABLE, {"-output", "report.html"}, m_Work.Path(), environment);
         EXPECT_EQ(run.exitStatus, 0) << run.output;
         return ReadFile(m_Work.Path() + "/report.html");
     }
@@ -105,12 +105,6 @@ protected:
                                      [](const SimCommand& c) { return c.oc == 0xFFA0 || c.oc == 0xE204; }),
                       queries.end());
         return queries;
-    }
-
-    static size_t CountOc(const std::vector<SimCommand>& commands, uint32_t oc)
-    {
-        return std::count_if(commands.begin(), commands.end(),
-                             [oc](const SimCommand& c) { return c.oc == oc; });
     }
 
     TempDir m_Root;
@@ -173,8 +167,8 @@ TEST_F(HostCaptureRun, ServerDataReachesEverySection)
         EXPECT_EQ(query.hasOI, query.oi != 0) << query.oc;
         EXPECT_TRUE(query.hasCA) << query.oc;
     }
-    EXPECT_EQ(CountOc(queries, 0x21DF), 1u);
-    EXPECT_EQ(CountOc(queries, 0x1805), 6u); // three adapters, for each of the two adapter tables
+    EXPECT_EQ(sim.RequestedCommands(0x21DF).size(), 1u);
+    EXPECT_EQ(sim.RequestedCommands(0x1805).size(), 6u); // three adapters, for each of the two adapter tables
 }
 
 TEST_F(HostCaptureRun, NoFollowUpAfterWarningAndNoClassQueryWithoutAdapters)
@@ -186,8 +180,8 @@ TEST_F(HostCaptureRun, NoFollowUpAfterWarningAndNoClassQueryWithoutAdapters)
     EXPECT_NE(page.find("Not Installed</td>\n<td class=\"status-warning icon status\">Warning"),
               std::string::npos);
     const std::vector<SimCommand> queries = Queries(sim);
-    EXPECT_EQ(CountOc(queries, 0x1800), 2u);
-    EXPECT_EQ(CountOc(queries, 0x1805) + CountOc(queries, 0x21DF), 0u);
+    EXPECT_EQ(sim.RequestedCommands(0x1800).size(), 2u);
+    EXPECT_EQ(sim.RequestedCommands(0x1805).size() + sim.RequestedCommands(0x21DF).size(), 0u);
 }
 
 TEST_F(HostCaptureRun, WithoutDaemonEverySectionIsUnknownAndEmpty)

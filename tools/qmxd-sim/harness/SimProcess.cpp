@@ -4,6 +4,7 @@
 
 #include <rapidjson/document.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -247,6 +248,15 @@ std::vector<SimCommand> SimProcess::RequestedCommands() const
             commands.push_back(command);
         }
     }
+    return commands;
+}
+
+std::vector<SimCommand> SimProcess::RequestedCommands(uint32_t oc) const
+{
+    std::vector<SimCommand> commands = RequestedCommands();
+    commands.erase(std::remove_if(commands.begin(), commands.end(),
+                                  [oc](const SimCommand& command) { return command.oc != oc; }),
+                   commands.end());
     return commands;
 }
 

@@ -67,6 +67,8 @@ public:
     std::vector<std::string> RequestLogLines() const;
     // Every command of every logged request, flattened, in order.
     std::vector<SimCommand> RequestedCommands() const;
+    // Only the logged commands with this object code.
+    std::vector<SimCommand> RequestedCommands(uint32_t oc) const;
     void ClearRequestLog() const;
 
     // Sends one line to the control socket and returns the daemon's answer line ("ok ..." or
