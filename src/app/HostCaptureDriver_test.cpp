@@ -65,7 +65,8 @@ protected:
     // Standard output of the program; trace output on standard error is not looked at.
     ProgramRun Run(const std::vector<std::string>& args, const std::string& searchPath = "")
     {
-        std::vector<std::pair<std::string, std::string>> environment = {{"HOSTCAPTURE_SYSROOT", m_SysRoot.Path()}};
+        std::vector<std::pair<std::string, std::string>> environment = {
+            {"HOSTCAPTURE_SYSROOT", m_SysRoot.Path()}};
         if (!searchPath.empty())
             environment.emplace_back("PATH", searchPath);
         return RunProgram(HOSTCAPTURE_EXECUTABLE, args, m_WorkDir.Path(), environment);
@@ -79,9 +80,15 @@ protected:
 TEST_F(HostCaptureDriverTest, BadCommandLinesPrintTheHelpAndExitWithZero)
 {
     const std::vector<std::vector<std::string>> commandLines = {
-        {"-?"},          {"-output", "x.html", "-?"}, {"-unknown"}, {"report.html"}, {"-output"},
-        {"-autostart", "-autostart"}, {"-output", "a.html", "b.html"},
-        {"-output", "a.html", "-OUTPUT", "b.html"}, {"-clearstatus", "-5"},
+        {"-?"},
+        {"-output", "x.html", "-?"},
+        {"-unknown"},
+        {"report.html"},
+        {"-output"},
+        {"-autostart", "-autostart"},
+        {"-output", "a.html", "b.html"},
+        {"-output", "a.html", "-OUTPUT", "b.html"},
+        {"-clearstatus", "-5"},
     };
     for (const auto& args : commandLines)
     {

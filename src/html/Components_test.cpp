@@ -123,7 +123,8 @@ TEST(HTMLCompositeTest, FramesWrapTheChildrenInOrder)
     section.Add(new Probe("<first/>"));
     section.Add(nullptr);
     section.Add(new Probe("<second/>"));
-    EXPECT_EQ("\n    <button type=\"button\" class=\"collapsible title-text status-warning\">Fans & <Pumps></button>"
+    EXPECT_EQ("\n    <button type=\"button\" class=\"collapsible title-text status-warning\">Fans & "
+              "<Pumps></button>"
               "\n    <div class=\"content\"><first/><second/>\n    </div>",
               section.Render());
 
