@@ -70,6 +70,7 @@ private:
     static void* ThreadEventMainTrampoline(void* context);
     void ThreadEventMain(const std::string& clientName, const std::string& servicePath);
     bool ReregisterForEvents(const char* clientName, const std::string& servicePath, int terminateFd);
+    bool PublishEventChannel(int fd);
     void DispatchEvent(const CObraRequest& event);
 
     int m_FdRequestChannel = -1;
@@ -90,6 +91,9 @@ private:
     std::atomic<bool> m_ThreadRunning{false};
     // Asked to end: the thread checks it wherever it could otherwise go on with closed descriptors.
     std::atomic<bool> m_EventThreadStop{false};
+    // Set by a disable just before it takes the event channel: a channel that the thread
+    // publishes after that would never be closed, so the thread takes it back itself.
+    std::atomic<bool> m_EventChannelTaken{false};
     // Read end of a pipe whose write end the thread closes as its very last act, so that a
     // disable waits for the end of the thread instead of sleeping in fixed steps.
     int m_ThreadEndedFd = -1;

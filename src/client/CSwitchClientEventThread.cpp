@@ -88,17 +88,17 @@ void CSwitchClient::ThreadEventMain(const std::string& clientName, const std::st
         g_Debug.Print(1, "Thread_EventMain: Get JSON event from socket %d...\n", channel);
         CObraRequest event(0);
         bool replaced = false;
-        const int next = GetEventJson(event, channel, name, wake, &replaced);
+        // Whoever closes the channel takes it out of the member first (GetEventJson too, for a
+        // reopen), so a disable and the thread never close the same number twice.
+        const int next = GetEventJson(event, channel, name, wake, &replaced, &m_FdEventChannel);
         if (next < 0)
         {
             if (m_EventThreadStop)
                 break;
             g_Debug.Print(1, "Thread_EventMain: ## WARNING ##: JsonGetEvent failed --> try to reregister\n");
-            // The channel is taken from the member before it is closed, so that a disable cannot
-            // close the same number again.
             int expected = channel;
-            if (!m_FdEventChannel.compare_exchange_strong(expected, -1))
-                break;
+            if (!replaced && !m_FdEventChannel.compare_exchange_strong(expected, -1))
+                break; // a disable took the channel
             JsonUnregisterForEvents(replaced ? -1 : channel);
             if (!ReregisterForEvents(name, servicePath, wake))
                 break;
@@ -110,12 +110,8 @@ void CSwitchClient::ThreadEventMain(const std::string& clientName, const std::st
                           "Thread_EventMain: ## WARNING ##: Event channel has been reopened FdOld=%d, "
                           "FdNew=%d --> accept it\n",
                           channel, next);
-            int expected = channel;
-            if (!m_FdEventChannel.compare_exchange_strong(expected, next))
-            {
-                close(next);
+            if (!PublishEventChannel(next))
                 break;
-            }
             continue;
         }
         DispatchEvent(event);
@@ -140,14 +136,21 @@ bool CSwitchClient::ReregisterForEvents(const char* clientName, const std::strin
         g_Debug.Print(1, "ReregisterForEvents: ## WARNING ##: cannot reregister thread for events\n");
         return false;
     }
-    if (m_EventThreadStop)
-    {
-        CloseEventChannel(fd);
+    if (!PublishEventChannel(fd))
         return false;
-    }
-    m_FdEventChannel = fd;
     g_Debug.Print(1, "ReregisterForEvents:   thread for events reregistered on m_FdEventChannel=%d\n", fd);
     return true;
+}
+
+bool CSwitchClient::PublishEventChannel(int fd)
+{
+    m_FdEventChannel = fd;
+    // Read after the store: either the disable's exchange comes later and closes fd, or the flag
+    // is seen here and one of the two exchanges gets fd.
+    if (!m_EventChannelTaken && !m_EventThreadStop)
+        return true;
+    CloseEventChannel(m_FdEventChannel.exchange(-1));
+    return false;
 }
 
 void CSwitchClient::DispatchEvent(const CObraRequest& event)

@@ -96,6 +96,7 @@ void CSwitchClient::EnableEventsLocked()
     m_TerminationPipe[0] = wakePipe[0];
     m_TerminationPipe[1] = wakePipe[1];
     m_EventThreadStop = false;
+    m_EventChannelTaken = false;
 
     int endedPipe[2] = {-1, -1};
     bool started = false;
@@ -151,6 +152,7 @@ void CSwitchClient::DisableEventsLocked()
     clock.SleepMs(kWakeSettleMs);
 
     g_Debug.Print(4, "JsonDisableEvents: unregister for events\n");
+    m_EventChannelTaken = true;
     JsonUnregisterForEvents(m_FdEventChannel.exchange(-1));
     g_Debug.Print(4, "JsonDisableEvents: close pipe\n");
     CloseTaken(m_TerminationPipe[0]);

@@ -25,15 +25,21 @@
 namespace
 {
 constexpr auto kEventWait = std::chrono::seconds(20);
+constexpr auto kEventWaitMs = std::chrono::milliseconds(kEventWait).count();
+constexpr uint64_t kStopCheckMs = 500; // one check of the disable for the thread's end
 
 // Fake time for every wait, but a wait for a descriptor looks for up to 100 ms of real time, so
 // the event thread and the daemon (real processes) get to run while periods of seconds pass at once.
+// Waits of more than a minute are ones that only an answer or a wake-up should end: they wait for
+// real (at most kEventWait), so a wait that cannot be woken shows.
 class CSlicedClock : public CFakeClock
 {
 public:
     int Poll(struct pollfd* fds, nfds_t count, int timeoutMs) override
     {
-        int ready = poll(fds, count, timeoutMs < 0 ? clienttest::kPeerWaitMs : std::min(timeoutMs, 100));
+        const int realMs = timeoutMs < 0 || timeoutMs > 60000 ? static_cast<int>(kEventWaitMs)
+                                                              : std::min(timeoutMs, 100);
+        int ready = poll(fds, count, realMs);
         if (ready == 0 && timeoutMs > 0)
             AdvanceMs(static_cast<uint64_t>(timeoutMs));
         return ready;
@@ -348,6 +354,33 @@ TEST_F(SwitchClientEventsTest, DisablingDoesNotWaitLongForAThreadThatIgnoresTheW
     // Nothing was left behind that a new thread would trip over.
     m_Client.EnableEvents(true);
     EXPECT_TRUE(PushUntilSeen(3));
+}
+
+TEST_F(SwitchClientEventsTest, DisablingEndsAnUnansweredReregistrationAtOnce)
+{
+    int before[2], after[2];
+    ASSERT_EQ(pipe(before), 0);
+    close(before[0]);
+    close(before[1]);
+    Enable();
+    // The daemon comes back, but never answers the thread's registration on the event socket.
+    m_Sim.Stop();
+    ASSERT_TRUE(m_Sim.StartWithProfileText(
+        R"({"answers": {"0xFFA0/0x1200": {"fault": {"delay_ms": 600000}}}})"))
+        << m_Sim.Error();
+    ASSERT_TRUE(WaitUntil([&] { return EventRegistrations() == 2; }));
+
+    const uint64_t start = m_Clock.ElapsedMs();
+    m_Client.EnableEvents(false);
+    EXPECT_LT(m_Clock.ElapsedMs() - start, 30u + kStopCheckMs + 30u); // no give-up after 5 s
+    EXPECT_LT(m_Clock.ElapsedMs(), 30000000u); // the registration wait never ran out
+    EXPECT_FALSE(m_Client.IsEventThreadRunning());
+    EXPECT_EQ(m_Client.GetEventChannel(), -1);
+    // Nothing of the registration is left open.
+    ASSERT_EQ(pipe(after), 0);
+    EXPECT_EQ(std::vector<int>(after, after + 2), std::vector<int>(before, before + 2));
+    close(after[0]);
+    close(after[1]);
 }
 
 TEST_F(SwitchClientEventsTest, ACancelledThreadLeavesNoLockHeld)

@@ -59,7 +59,8 @@ uint32_t DaemonDescriptor(const CObraRequest& reply)
 }
 } // namespace
 
-int SendInitChannelCommand(int fd, const char* clientName, uint32_t channelKind, uint32_t timeout)
+int SendInitChannelCommand(int fd, const char* clientName, uint32_t channelKind, uint32_t timeout,
+                           int terminateFd)
 {
     if (clientName == nullptr)
         clientName = "";
@@ -80,7 +81,7 @@ int SendInitChannelCommand(int fd, const char* clientName, uint32_t channelKind,
 
     std::string request = command.Serialize();
     std::string reply;
-    uint32_t result = SendRequestOnFd(fd, request.c_str(), reply, timeout);
+    uint32_t result = SendRequestOnFd(fd, request.c_str(), reply, timeout, terminateFd);
     if (result == kTransportNoMemory)
     {
         // The channel stays open: closing it is the caller's decision.

@@ -90,7 +90,10 @@ int OpenEventChannel(const char* clientName, int terminateFd)
     }
 
     g_Debug.Print(2, "OpenEventChannel: Event Channel to %s (fd=%d) opened\n", path.c_str(), fd);
-    if (SendInitChannelCommand(fd, clientName, kChannelKindEvent, kInitCommandTimeout) == 0)
+    // The registration waits for the daemon's answer; a terminate signal ends that wait, and the
+    // half-registered channel is then of no use.
+    if (SendInitChannelCommand(fd, clientName, kChannelKindEvent, kInitCommandTimeout, terminateFd) == 0 ||
+        IsTerminateSignalled(terminateFd))
     {
         g_Debug.Print(2, "JsonRegisterForEvents: client cannot register for events on fd=%d -> close it!\n",
                       fd);

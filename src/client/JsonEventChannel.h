@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 class CObraRequest;
@@ -34,8 +35,11 @@ void JsonUnregisterForEvents(int fd);
 // could be read and the channel is not usable. *fdReplaced (when given) tells whether fd was
 // closed for a reopen: the new channel may carry the same number, and after a failed reopen the
 // caller must not close fd a second time.
+// channelSlot (when given) is where fd is published to other threads, which may close it: fd is
+// taken out of it (set to -1) before it is closed for a reopen, and when another thread took it
+// first, nothing is closed or reopened (-1). Publishing a reopened channel is the caller's part.
 int GetEventJson(CObraRequest& event, int fd, const char* clientName, int terminateFd = -1,
-                 bool* fdReplaced = nullptr);
+                 bool* fdReplaced = nullptr, std::atomic<int>* channelSlot = nullptr);
 
 // The longest wait for the daemon, in seconds: TM_MAXWAIT_FOR_QMXD read as a decimal number (a
 // text that is no number gives 0), kDefaultMaxServiceWaitSec when unset or empty.

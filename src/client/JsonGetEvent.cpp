@@ -102,12 +102,26 @@ FrameRead ReadFrameBytes(int fd, int terminateFd, char* buffer, size_t& received
     return endOfFile ? FrameRead::EndOfFile : FrameRead::Incomplete;
 }
 
-int ReopenChannel(int fd, const char* clientName, int terminateFd, bool* fdReplaced)
+struct ReopenContext
+{
+    const char* clientName;
+    int terminateFd;
+    bool* fdReplaced;
+    std::atomic<int>* channelSlot;
+};
+
+int ReopenChannel(int fd, const ReopenContext& context)
 {
     const std::string path = SysPath(kQmxdEventSocket);
-    if (fdReplaced != nullptr)
-        *fdReplaced = true;
-    int newFd = ReOpenEventChannel(clientName, fd, terminateFd);
+    if (context.fdReplaced != nullptr)
+        *context.fdReplaced = true;
+    int expected = fd;
+    if (context.channelSlot != nullptr && !context.channelSlot->compare_exchange_strong(expected, -1))
+    {
+        g_Debug.Print(1, "GetEventJson: Event channel fd=%d was closed meanwhile --> ignore this event\n", fd);
+        return -1;
+    }
+    int newFd = ReOpenEventChannel(context.clientName, fd, context.terminateFd);
     if (newFd < 0)
     {
         g_Debug.PrintAlways("GetEventJson: ERROR: Can't reopen Event Channel on %s --> ignore this event!\n",
@@ -144,12 +158,14 @@ bool TraceFailedRead(FrameRead result, int fd, size_t received, size_t wanted)
 }
 } // namespace
 
-int GetEventJson(CObraRequest& event, int fd, const char* clientName, int terminateFd, bool* fdReplaced)
+int GetEventJson(CObraRequest& event, int fd, const char* clientName, int terminateFd, bool* fdReplaced,
+                 std::atomic<int>* channelSlot)
 {
     if (fdReplaced != nullptr)
         *fdReplaced = false;
     if (clientName == nullptr)
         clientName = "";
+    const ReopenContext reopen{clientName, terminateFd, fdReplaced, channelSlot};
     if (fd < 0)
     {
         g_Debug.PrintAlways(
@@ -179,7 +195,7 @@ int GetEventJson(CObraRequest& event, int fd, const char* clientName, int termin
             ReadFrameBytes(fd, terminateFd, reinterpret_cast<char*>(&length), received, sizeof(length));
         if (word != FrameRead::Complete)
             return TraceFailedRead(word, fd, received, sizeof(length))
-                       ? ReopenChannel(fd, clientName, terminateFd, fdReplaced)
+                       ? ReopenChannel(fd, reopen)
                        : -1;
     }
 
@@ -190,7 +206,7 @@ int GetEventJson(CObraRequest& event, int fd, const char* clientName, int termin
         g_Debug.PrintAlways("GetEventJson: ERROR: Event receiving on fd=%d failed: inLength invalid "
                             "(inLength=%d, InMax=%d) --> reopen\n",
                             fd, TraceSize(received), TraceSize(wanted));
-        return ReopenChannel(fd, clientName, terminateFd, fdReplaced);
+        return ReopenChannel(fd, reopen);
     }
 
     // A length word beyond the cap is garbage and treated like a block that cannot be had.
@@ -207,7 +223,7 @@ int GetEventJson(CObraRequest& event, int fd, const char* clientName, int termin
     FrameRead frame = ReadFrameBytes(fd, terminateFd, block.get(), received, wanted);
     if (frame != FrameRead::Complete)
         return TraceFailedRead(frame, fd, received, wanted)
-                   ? ReopenChannel(fd, clientName, terminateFd, fdReplaced)
+                   ? ReopenChannel(fd, reopen)
                    : -1;
 
     g_Debug.Print(1, "GetEventJson: processing event on fd=%d (inLength=%d)\n", fd, TraceSize(received));

@@ -20,9 +20,18 @@ uint32_t Failed(int fd, uint32_t result)
     return result;
 }
 
-bool IsWritable(int fd, int pollTimeout)
+// A pass that ended because the terminate descriptor was signalled: the exchange is given up.
+bool Terminated(int fd, int terminateFd)
 {
-    int ready = IsFdReady(fd, POLLOUT, pollTimeout);
+    if (!IsTerminateSignalled(terminateFd))
+        return false;
+    g_Debug.Print(2, "SendRequestOnFd: termination signaled on fd=%d --> bail out\n", fd);
+    return true;
+}
+
+bool IsWritable(int fd, int pollTimeout, int terminateFd)
+{
+    int ready = IsFdReady(fd, POLLOUT, pollTimeout, terminateFd);
     if (ready == POLLOUT)
         return true;
     g_Debug.Print(
@@ -33,7 +42,7 @@ bool IsWritable(int fd, int pollTimeout)
 
 // The write phase; kTransportOk also when the request is still incomplete after the last pass
 // (the reply is read all the same).
-uint32_t WriteRequest(int fd, const char* frame, size_t total, int pollTimeout)
+uint32_t WriteRequest(int fd, const char* frame, size_t total, int pollTimeout, int terminateFd)
 {
     size_t sent = 0;
     for (int pass = 1; pass <= kTransferPasses; ++pass)
@@ -41,7 +50,7 @@ uint32_t WriteRequest(int fd, const char* frame, size_t total, int pollTimeout)
         // A socket nearly always takes a whole request at once, so the first pass writes straight
         // away and asks poll only when that write fails; poll then tells what is wrong.
         bool writeFirst = pass == 1;
-        if (!writeFirst && !IsWritable(fd, pollTimeout))
+        if (!writeFirst && !IsWritable(fd, pollTimeout, terminateFd))
             return kTransportWriteFailed;
         g_Debug.Print(4, "SendRequestOnFd: write request string to socket %d...\n", fd);
         uint64_t deadline = 0;
@@ -51,7 +60,7 @@ uint32_t WriteRequest(int fd, const char* frame, size_t total, int pollTimeout)
             if (writeFirst && written < 0 && errno != EINTR)
             {
                 writeFirst = false;
-                if (!IsWritable(fd, pollTimeout))
+                if (!IsWritable(fd, pollTimeout, terminateFd))
                     return kTransportWriteFailed;
                 continue;
             }
@@ -89,9 +98,11 @@ uint32_t WriteRequest(int fd, const char* frame, size_t total, int pollTimeout)
                     return kTransportOk;
                 }
             }
-            if (!WaitWithinPass(fd, POLLOUT, deadline))
+            if (!WaitWithinPass(fd, POLLOUT, deadline, terminateFd))
                 break;
         }
+        if (Terminated(fd, terminateFd))
+            return kTransportWriteFailed;
         g_Debug.Print(1,
                       "SendRequestOnFd: sending request on fd=%d incomplete (outLength=%d, InOutMax=%d) --> "
                       "continue=%d\n",
@@ -101,9 +112,9 @@ uint32_t WriteRequest(int fd, const char* frame, size_t total, int pollTimeout)
 }
 
 // The read phase: length word, one block sized from it, then up to ten passes for the text.
-uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout)
+uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout, int terminateFd)
 {
-    int ready = IsFdReady(fd, POLLIN, pollTimeout);
+    int ready = IsFdReady(fd, POLLIN, pollTimeout, terminateFd);
     if (ready != POLLIN)
     {
         g_Debug.Print(
@@ -172,12 +183,14 @@ uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout)
             }
             if (count > 0)
                 received += static_cast<size_t>(count);
-            if (received >= wanted || !WaitWithinPass(fd, POLLIN, deadline))
+            if (received >= wanted || !WaitWithinPass(fd, POLLIN, deadline, terminateFd))
                 break;
             woken = true;
         }
         if (received >= wanted)
             break;
+        if (Terminated(fd, terminateFd))
+            return kTransportReadFailed;
         g_Debug.Print(1,
                       "SendRequestOnFd: receiving reply on fd=%d incomplete (inLength=%d, InOutMax=%d, "
                       "pCmdJReply->len=%d) --> continue=%d\n",
@@ -204,7 +217,8 @@ uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout)
 }
 } // namespace
 
-uint32_t SendRequestOnFd(int fd, const char* requestText, std::string& replyText, uint32_t timeout)
+uint32_t SendRequestOnFd(int fd, const char* requestText, std::string& replyText, uint32_t timeout,
+                         int terminateFd)
 {
     replyText.clear();
     if (requestText == nullptr)
@@ -233,9 +247,9 @@ uint32_t SendRequestOnFd(int fd, const char* requestText, std::string& replyText
         return kTransportNoChannel;
     }
 
-    uint32_t result = WriteRequest(fd, frame.get(), textLength + 4, pollTimeout);
+    uint32_t result = WriteRequest(fd, frame.get(), textLength + 4, pollTimeout, terminateFd);
     if (result == kTransportOk)
-        result = ReadReply(fd, replyText, pollTimeout);
+        result = ReadReply(fd, replyText, pollTimeout, terminateFd);
     if (result != kTransportOk)
         return Failed(fd, result);
     return kTransportOk;

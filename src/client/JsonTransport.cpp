@@ -64,7 +64,15 @@ int OpenDevice(const char* path)
     return fd;
 }
 
-int IsFdReady(int fd, short pollMask, int timeoutMsec)
+bool IsTerminateSignalled(int terminateFd)
+{
+    if (terminateFd < 0)
+        return false;
+    struct pollfd request = {terminateFd, POLLIN, 0};
+    return poll(&request, 1, 0) > 0;
+}
+
+int IsFdReady(int fd, short pollMask, int timeoutMsec, int terminateFd)
 {
     if (fd < 0)
     {
@@ -80,14 +88,18 @@ int IsFdReady(int fd, short pollMask, int timeoutMsec)
     CClock& clock = CClock::Get();
     time_t start = clock.Now();
     int remaining = timeoutMsec;
-    struct pollfd request;
-    request.fd = fd;
-    request.events = pollMask;
-    request.revents = 0;
+    struct pollfd requests[2] = {{fd, pollMask, 0}, {terminateFd, POLLIN, 0}};
+    struct pollfd& request = requests[0];
+    const nfds_t count = terminateFd >= 0 ? 2 : 1;
     while (remaining >= 1)
     {
-        request.revents = 0;
-        int ready = clock.Poll(&request, 1, remaining);
+        requests[0].revents = requests[1].revents = 0;
+        int ready = clock.Poll(requests, count, remaining);
+        if (ready > 0 && requests[1].revents != 0)
+        {
+            g_Debug.Print(2, "IsFdReady: termination signaled while waiting on fd=%d\n", fd);
+            return kFdReadyTerminated;
+        }
         if (ready > 0)
             break;
         if (ready == 0)
@@ -141,7 +153,7 @@ int IsFdReady(int fd, short pollMask, int timeoutMsec)
     return -9;
 }
 
-bool WaitWithinPass(int fd, short events, uint64_t& deadlineMs)
+bool WaitWithinPass(int fd, short events, uint64_t& deadlineMs, int terminateFd)
 {
     CClock& clock = CClock::Get();
     uint64_t now = clock.NowMs();
@@ -149,11 +161,9 @@ bool WaitWithinPass(int fd, short events, uint64_t& deadlineMs)
         deadlineMs = now + kPassWaitMs;
     if (now >= deadlineMs)
         return false;
-    struct pollfd request;
-    request.fd = fd;
-    request.events = events;
-    request.revents = 0;
-    return clock.Poll(&request, 1, static_cast<int>(deadlineMs - now)) > 0;
+    struct pollfd requests[2] = {{fd, events, 0}, {terminateFd, POLLIN, 0}};
+    int ready = clock.Poll(requests, terminateFd >= 0 ? 2 : 1, static_cast<int>(deadlineMs - now));
+    return ready > 0 && requests[1].revents == 0;
 }
 
 ssize_t WriteAvailable(int fd, const char* data, size_t size)

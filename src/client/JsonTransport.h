@@ -47,25 +47,35 @@ int OpenDevice(const char* path);
 // does not fit into a socket address).
 int ConnectUnixSocket(int fd, const char* path);
 
+// Result of IsFdReady when the terminate descriptor was signalled first.
+constexpr int kFdReadyTerminated = -10;
+
 // Waits until all events of pollMask are reported for fd. Returns pollMask, or -3 (fd negative),
 // -4 (timeout 0), -15 (timeout), -6 (poll error or hang-up), -9 (error condition on the
 // descriptor, or a result without the requested events).
-int IsFdReady(int fd, short pollMask, int timeoutMsec);
+// A terminate descriptor (-1 for none) ends the wait when it becomes readable or its writer
+// closes it: kFdReadyTerminated. The event thread passes its termination pipe down this way, so
+// that no wait of a registration can outlast a disable.
+int IsFdReady(int fd, short pollMask, int timeoutMsec, int terminateFd = -1);
+// True when the terminate descriptor is readable or its writer is gone (never for -1).
+bool IsTerminateSignalled(int terminateFd);
 
 // Pieces of a read or write pass. A pass moves what the socket offers, then keeps moving data as
 // it becomes ready until kPassWaitMs after its first wait began: a silent peer costs each pass
 // its full second, a peer that is still sending costs no idle time. A pass starts with a deadline
 // of 0; the first wait sets it. True when fd reported events before the deadline (false also on
-// a poll error).
-bool WaitWithinPass(int fd, short events, uint64_t& deadlineMs);
+// a poll error, or when the terminate descriptor was signalled).
+bool WaitWithinPass(int fd, short events, uint64_t& deadlineMs, int terminateFd = -1);
 // Non-blocking read and write; 0 when nothing can be moved now, -1 with errno on an error.
 // Writing never raises SIGPIPE.
 ssize_t ReadAvailable(int fd, char* data, size_t size);
 ssize_t WriteAvailable(int fd, const char* data, size_t size);
 
 // Sends one request frame and reads one reply frame; returns a TransportResult. A timeout of 0
-// means kDefaultRequestTimeout; the value is taken in seconds for each readiness wait.
-uint32_t SendRequestOnFd(int fd, const char* requestText, std::string& replyText, uint32_t timeout);
+// means kDefaultRequestTimeout; the value is taken in seconds for each readiness wait. A signalled
+// terminate descriptor ends the exchange as a write (22) or read (5, 6) failure.
+uint32_t SendRequestOnFd(int fd, const char* requestText, std::string& replyText, uint32_t timeout,
+                         int terminateFd = -1);
 
 // Opens and initialises the request channel: the descriptor, or the negative OpenDevice result
 // after 20 failed connects (about one second).
@@ -74,8 +84,10 @@ int JsonAttach(const char* socketPath, const char* clientName);
 void JsonDetach(int fd, const char* socketPath);
 
 // Registers a freshly opened channel with the daemon. 0 only when a frame buffer could not be
-// allocated; every other outcome counts as an initialised channel (1).
-int SendInitChannelCommand(int fd, const char* clientName, uint32_t channelKind, uint32_t timeout);
+// allocated; every other outcome counts as an initialised channel (1), an exchange that a
+// terminate signal cut short included (the caller checks IsTerminateSignalled).
+int SendInitChannelCommand(int fd, const char* clientName, uint32_t channelKind, uint32_t timeout,
+                           int terminateFd = -1);
 
 // The calling thread's id as traced ("thrId=0x%08X").
 unsigned TraceThreadId();
