@@ -3,23 +3,37 @@
 #include <rapidjson/writer.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
 namespace
 {
-// True when the document has the envelope {"SIP": {... "CMD": [...]}}.
+// The first member of an object with a fixed name, like FindMember, but with the length known
+// at compile time the comparison needs no library call: every accessor goes through here.
+template <size_t N>
+rapidjson::Value* FixedMember(rapidjson::Value& object, const char (&name)[N])
+{
+    for (auto member = object.MemberBegin(); member != object.MemberEnd(); ++member)
+    {
+        if (member->name.GetStringLength() == N - 1 && memcmp(member->name.GetString(), name, N - 1) == 0)
+            return &member->value;
+    }
+    return nullptr;
+}
+
+// The "CMD" array when the document has the envelope {"SIP": {... "CMD": [...]}}.
 rapidjson::Value* CommandArray(rapidjson::Document& document)
 {
     if (!document.IsObject())
         return nullptr;
-    auto sip = document.FindMember("SIP");
-    if (sip == document.MemberEnd() || !sip->value.IsObject())
+    rapidjson::Value* sip = FixedMember(document, "SIP");
+    if (sip == nullptr || !sip->IsObject())
         return nullptr;
-    auto commands = sip->value.FindMember("CMD");
-    if (commands == sip->value.MemberEnd() || !commands->value.IsArray())
+    rapidjson::Value* commands = FixedMember(*sip, "CMD");
+    if (commands == nullptr || !commands->IsArray())
         return nullptr;
-    return &commands->value;
+    return commands;
 }
 
 const rapidjson::Value* CommandArray(const rapidjson::Document& document)
@@ -27,22 +41,10 @@ const rapidjson::Value* CommandArray(const rapidjson::Document& document)
     return CommandArray(const_cast<rapidjson::Document&>(document));
 }
 
+using TextWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+
 // Writes a value without recursion: replies are accepted however deeply they nest, and a
 // recursive writer would run out of stack on them where the parser did not.
-// The writer's output stream: straight into the result string.
-class StringOutput
-{
-public:
-    using Ch = char;
-    explicit StringOutput(std::string& text) : m_Text(text) {}
-    void Put(char c) { m_Text.push_back(c); }
-    void Flush() {}
-
-private:
-    std::string& m_Text;
-};
-using TextWriter = rapidjson::Writer<StringOutput>;
-
 void WriteIteratively(const rapidjson::Value& root, TextWriter& writer)
 {
     struct Frame
@@ -126,6 +128,53 @@ void WriteIteratively(const rapidjson::Value& root, TextWriter& writer)
     }
     if (stack.capacity() > 1024)
         std::vector<Frame>().swap(stack); // do not keep what a deep document needed
+}
+
+// Arrays and objects nested deeper than this are parsed without recursion.
+constexpr int kRecursiveParseDepth = 64;
+
+// True when the arrays and objects of a JSON text nest deeper than limit (brackets inside strings
+// do not count; a malformed text is judged as far as it goes).
+bool NestsDeeperThan(const char* text, size_t length, int limit)
+{
+    // A text with no more openers than the limit cannot nest deeper; memchr finds that out much
+    // quicker than the walk below, which only texts with many arrays or objects need.
+    int openers = 0;
+    for (char opener : {'[', '{'})
+    {
+        for (const char* at = text; (at = static_cast<const char*>(memchr(at, opener, length - (at - text))));
+             ++at)
+            ++openers;
+    }
+    if (openers <= limit)
+        return false;
+
+    int depth = 0;
+    for (const char* at = text; *at != '\0'; ++at)
+    {
+        switch (*at)
+        {
+        case '"':
+            for (++at; *at != '"'; ++at)
+            {
+                if (*at == '\0' || (*at == '\\' && *++at == '\0'))
+                    return false;
+            }
+            break;
+        case '[':
+        case '{':
+            if (++depth > limit)
+                return true;
+            break;
+        case ']':
+        case '}':
+            --depth;
+            break;
+        default:
+            break;
+        }
+    }
+    return false;
 }
 
 // strtoul over a JSON string, which may hold zero bytes (conversion stops there, as at any other
@@ -252,12 +301,19 @@ void CObraRequest::RemoveCommandMember(const char* key)
 
 std::string CObraRequest::Serialize() const
 {
-    std::string text;
-    text.reserve(256);
-    StringOutput output(text);
-    TextWriter writer(output);
+    rapidjson::StringBuffer text;
+    Serialize(text);
+    return std::string(text.GetString(), text.GetSize());
+}
+
+void CObraRequest::Serialize(rapidjson::StringBuffer& text) const
+{
+    // The writer keeps its nesting stack per thread too, so it is not built per call.
+    thread_local rapidjson::StringBuffer unused;
+    thread_local TextWriter writer(unused);
+    text.Clear();
+    writer.Reset(text);
     WriteIteratively(m_Document, writer);
-    return text;
 }
 
 bool CObraRequest::ParseReply(const char* text)
@@ -267,10 +323,29 @@ bool CObraRequest::ParseReply(const char* text)
         Reset();
         return false;
     }
-    // The text must not live in this document: the old content goes before the parse.
+    // Copied before the document goes: the text may be one of its own strings.
+    m_ReplyText.assign(text);
+    return ParseReplyText();
+}
+
+bool CObraRequest::ParseReply(std::string& text)
+{
+    m_ReplyText.swap(text);
+    return ParseReplyText();
+}
+
+bool CObraRequest::ParseReplyText()
+{
+    // The document's old strings are gone with their text; its values go with the pool.
     m_Document.SetNull();
     m_Pool.Clear();
-    m_Document.Parse<rapidjson::kParseIterativeFlag>(text);
+    // The recursive parser is much quicker on the usual flat reply; deep nesting, which would
+    // exhaust the stack there, takes the iterative one.
+    char* text = &m_ReplyText[0];
+    if (NestsDeeperThan(text, m_ReplyText.size(), kRecursiveParseDepth))
+        m_Document.ParseInsitu<rapidjson::kParseIterativeFlag>(text);
+    else
+        m_Document.ParseInsitu<rapidjson::kParseDefaultFlags>(text);
     bool accepted = false;
     if (!m_Document.HasParseError() && m_Document.IsObject())
     {

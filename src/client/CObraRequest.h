@@ -1,6 +1,7 @@
 #pragma once
 
 #include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
 
 #include <cstdint>
 #include <string>
@@ -46,18 +47,30 @@ public:
 
     // Compact serialisation of the whole document.
     std::string Serialize() const;
+    // The same into a buffer that the caller keeps between calls (it is cleared first), so that
+    // a serialisation per exchange costs no allocation once the buffer has grown.
+    void Serialize(rapidjson::StringBuffer& text) const;
     // Replaces the content with a parsed reply. Accepted only when it parses, is an object, "SIP"
     // is an object and "SIP"."V" equals 1; otherwise the skeleton is left and false returned.
     // Parsing is iterative, so deeply nested input cannot exhaust the stack.
     bool ParseReply(const char* text);
+    // The same for a reply text that the request may take over: it is parsed in place (the
+    // document's strings point into it), and text gets the request's previous reply buffer back,
+    // ready to be filled again.
+    bool ParseReply(std::string& text);
 
 private:
+    bool ParseReplyText();
+
     // Each reset and each reply starts the document's memory afresh in this buffer, so a usual
     // exchange needs no heap memory; what a large reply takes from the heap goes at the next one.
     static constexpr size_t kPoolBufferSize = 8192;
     alignas(8) char m_PoolBuffer[kPoolBufferSize];
     rapidjson::MemoryPoolAllocator<> m_Pool;
     rapidjson::Document m_Document;
+    // The reply text the document was parsed from in place; its strings live here until the
+    // next reset or reply.
+    std::string m_ReplyText;
     int m_Slot;
 };
 

@@ -10,6 +10,7 @@ namespace
 {
 constexpr uint32_t kOpCabinetNumber = 0xE204;
 constexpr uint32_t kMissingStatus = 22;
+constexpr size_t kKeptTextCapacity = 64 * 1024;
 
 uint32_t LowBits(const rapidjson::Value& number)
 {
@@ -55,10 +56,12 @@ uint32_t CabinetNumberFromReply(const CObraRequest& reply)
 
 uint32_t CSwitchClient::Request(CObraRequest& request, uint32_t timeout)
 {
-    const std::string text = request.Serialize();
-    std::string reply;
+    // Buffers kept per thread: a query costs no allocation for its texts once they have grown.
+    thread_local rapidjson::StringBuffer text;
+    thread_local std::string reply;
+    request.Serialize(text);
     pthread_mutex_lock(&m_ClientMutex);
-    uint32_t result = SendRequestOnFd(m_FdRequestChannel, text.c_str(), reply, timeout);
+    uint32_t result = SendRequestOnFd(m_FdRequestChannel, text.GetString(), reply, timeout);
     pthread_mutex_unlock(&m_ClientMutex);
     g_Debug.Print(4, "\nCSwitchClient::Request: reply data: %s", reply.c_str());
 
@@ -70,11 +73,20 @@ uint32_t CSwitchClient::Request(CObraRequest& request, uint32_t timeout)
     }
     else
     {
-        request.ParseReply(reply.c_str());
+        // Parsed in place; reply gets the request's previous text buffer to be filled next time.
+        request.ParseReply(reply);
+    }
+    // Do not keep what a large document needed.
+    if (reply.capacity() > kKeptTextCapacity)
+        std::string().swap(reply);
+    if (text.GetSize() > kKeptTextCapacity)
+    {
+        text.Clear();
+        text.ShrinkToFit();
     }
 
     const int slot = request.Slot();
-    if (g_Debug.IsTraceEnabled())
+    if (g_Debug.GetLevel() >= 3)
     {
         g_Debug.Print(3,
                       "\nCSwitchClient::Request: Receive response OC=0x%04X, OE=0x%04X, CB=0x%08X, "

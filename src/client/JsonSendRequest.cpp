@@ -134,21 +134,32 @@ uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout, int terminat
         return kTransportReadFailed;
     }
 
+    // The text is read straight into the reply string (one block of length + 20 bytes, the length
+    // word read apart), which the caller may keep between calls.
     uint64_t blockSize = static_cast<uint64_t>(length) + 20;
-    std::unique_ptr<char[]> block;
+    char* block = nullptr;
     if (length <= kMaxReplyLength)
-        block.reset(new (std::nothrow) char[blockSize]);
-    if (!block)
+    {
+        try
+        {
+            replyText.resize(static_cast<size_t>(blockSize));
+            block = &replyText[0];
+        }
+        catch (const std::bad_alloc&)
+        {
+            replyText.clear();
+        }
+    }
+    if (block == nullptr)
     {
         g_Debug.PrintAlways(
             "SendRequestOnFd: ERROR: Can't allocate memory for JSON reply on fd=%d (size=%d)!\n", fd,
             blockSize > INT_MAX ? INT_MAX : static_cast<int>(blockSize));
         return kTransportNoMemory;
     }
-    memcpy(block.get(), &length, sizeof(length));
     g_Debug.Print(4, "SendRequestOnFd: read reply on fd=%d, ReplyLen=%d ...\n", fd, static_cast<int>(length));
 
-    // Counts include the length word.
+    // Counts include the length word; the text starts at the beginning of the block.
     const size_t wanted = static_cast<size_t>(length) + 4;
     size_t received = 4;
     for (int pass = 1; pass <= kTransferPasses && received < wanted; ++pass)
@@ -157,7 +168,7 @@ uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout, int terminat
         bool woken = false;
         for (;;)
         {
-            ssize_t count = ReadAvailable(fd, block.get() + received, wanted - received);
+            ssize_t count = ReadAvailable(fd, block + (received - 4), wanted - received);
             g_Debug.Print(4, "SendRequestOnFd: data read from socket, rwresult = %d\n",
                           static_cast<int>(count));
             if (count < 0 && errno == EINTR)
@@ -209,8 +220,7 @@ uint32_t ReadReply(int fd, std::string& replyText, int pollTimeout, int terminat
     g_Debug.Print(4, "SendRequestOnFd: receiving reply on fd=%d done, inLength=%d\n", fd,
                   static_cast<int>(received));
     // The text ends at its first zero byte, whatever the length word said.
-    const char* text = block.get() + 4;
-    replyText.assign(text, strnlen(text, received - 4));
+    replyText.resize(strnlen(block, received - 4));
     g_Debug.Print(4, "CSwitchClient::JsonSendRequest: JSON reply on fd=%d, BytesReceived=%d: %s\n", fd,
                   static_cast<int>(received), replyText.c_str());
     return kTransportOk;
@@ -251,6 +261,9 @@ uint32_t SendRequestOnFd(int fd, const char* requestText, std::string& replyText
     if (result == kTransportOk)
         result = ReadReply(fd, replyText, pollTimeout, terminateFd);
     if (result != kTransportOk)
+    {
+        replyText.clear();
         return Failed(fd, result);
+    }
     return kTransportOk;
 }
