@@ -1,5 +1,5 @@
 // Cost of one query through the whole client stack against the floor of a bare round trip of the
-// same frames, and the pace at which a large reply that arrives in pieces is taken in.
+// same frames, its JSON share, and the pace at which a large reply that arrives in pieces is taken in.
 #include "CSwitchClient.h"
 
 #include "JsonTransport.h"
@@ -184,6 +184,29 @@ void BM_ClientRequest(benchmark::State& state)
     close(requests);
 }
 BENCHMARK(BM_ClientRequest)->UseRealTime()->MeasureProcessCPUTime();
+
+// The JSON share of BM_ClientRequest: the same document work without the exchange.
+void BM_JsonWorkOnly(benchmark::State& state)
+{
+    CObraRequest request(0);
+    rapidjson::StringBuffer text;
+    std::string reply;
+    for (auto _ : state)
+    {
+        request.Reset();
+        request.SetCommandNumber("OC", 0x0304);
+        request.SetCommandNumber("OE", 0, true);
+        request.SetCommandNumber("OI", 3, true);
+        request.SetCommandNumber("CA", 0);
+        request.Serialize(text);
+        benchmark::DoNotOptimize(text.GetString());
+        reply = kReply;
+        request.ParseReply(reply);
+        benchmark::DoNotOptimize(GetCmdValue(request, 0, "ST", 22));
+        benchmark::DoNotOptimize(GetDataSize(request, 0));
+    }
+}
+BENCHMARK(BM_JsonWorkOnly);
 
 // A 1 MiB reply sent in 64 KiB pieces 5 ms apart: the sender needs about 80 ms; the exchange
 // should not take much longer.
