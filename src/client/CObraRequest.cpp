@@ -11,8 +11,7 @@ namespace
 {
 // The first member of an object with a fixed name, like FindMember, but with the length known
 // at compile time the comparison needs no library call: every accessor goes through here.
-template <size_t N>
-rapidjson::Value* FixedMember(rapidjson::Value& object, const char (&name)[N])
+template <size_t N> rapidjson::Value* FixedMember(rapidjson::Value& object, const char (&name)[N])
 {
     for (auto member = object.MemberBegin(); member != object.MemberEnd(); ++member)
     {

@@ -118,7 +118,8 @@ int ReopenChannel(int fd, const ReopenContext& context)
     int expected = fd;
     if (context.channelSlot != nullptr && !context.channelSlot->compare_exchange_strong(expected, -1))
     {
-        g_Debug.Print(1, "GetEventJson: Event channel fd=%d was closed meanwhile --> ignore this event\n", fd);
+        g_Debug.Print(1, "GetEventJson: Event channel fd=%d was closed meanwhile --> ignore this event\n",
+                      fd);
         return -1;
     }
     int newFd = ReOpenEventChannel(context.clientName, fd, context.terminateFd);
@@ -194,9 +195,7 @@ int GetEventJson(CObraRequest& event, int fd, const char* clientName, int termin
         FrameRead word =
             ReadFrameBytes(fd, terminateFd, reinterpret_cast<char*>(&length), received, sizeof(length));
         if (word != FrameRead::Complete)
-            return TraceFailedRead(word, fd, received, sizeof(length))
-                       ? ReopenChannel(fd, reopen)
-                       : -1;
+            return TraceFailedRead(word, fd, received, sizeof(length)) ? ReopenChannel(fd, reopen) : -1;
     }
 
     const size_t wanted = static_cast<size_t>(length) + sizeof(length);
@@ -222,9 +221,7 @@ int GetEventJson(CObraRequest& event, int fd, const char* clientName, int termin
 
     FrameRead frame = ReadFrameBytes(fd, terminateFd, block.get(), received, wanted);
     if (frame != FrameRead::Complete)
-        return TraceFailedRead(frame, fd, received, wanted)
-                   ? ReopenChannel(fd, reopen)
-                   : -1;
+        return TraceFailedRead(frame, fd, received, wanted) ? ReopenChannel(fd, reopen) : -1;
 
     g_Debug.Print(1, "GetEventJson: processing event on fd=%d (inLength=%d)\n", fd, TraceSize(received));
     // The text ends at its first zero byte; the spare bytes of the block guarantee one.
