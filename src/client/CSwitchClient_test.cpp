@@ -1,20 +1,18 @@
+// The attach state machine on a system root of the test's own, and requests against the
+// simulated daemon, a separate process with framing code of its own.
 #include "CSwitchClient.h"
 
 #include "ClientTestSupport.h"
 #include "JsonTransport.h"
+#include "SimProcess.h"
 #include "TestEnv.h"
 
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <fcntl.h>
 #include <memory>
-#include <mutex>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <vector>
-
-using namespace clienttest;
 
 namespace
 {
@@ -25,71 +23,34 @@ std::string ErrorText(CSwitchClient& client)
     return text;
 }
 
-// A system root of its own for each test; the daemon's files are made on demand.
 class SwitchClientTest : public ::testing::Test
 {
 protected:
     std::string RootPath(const std::string& logical) const { return m_Root.File(logical.substr(1)); }
     void InstallFrontEnd() const { m_Root.Write("opt/TessmarkQDX/bin/tmqdx", "#!/bin/sh\n"); }
-    void WritePidFile() const { m_Root.Write("var/run/tmqdx.pid", "4242\n"); }
 
     TempDir m_Root;
     ScopedEnv m_Sysroot{"HOSTCAPTURE_SYSROOT", m_Root.Path().c_str()};
 };
 
-// A daemon stand-in: front-end, pid file, native socket, and a request socket that acknowledges
-// channel-init commands and answers other requests with the next queued reply (default: status
-// 0; an empty reply hangs up).
-class FakeDaemonTest : public SwitchClientTest
+class SimulatedDaemonTest : public SwitchClientTest
 {
 protected:
-    void SetUp() override
+    // (Re)starts the daemon with the given entries of its "answers" table.
+    void Start(const std::string& answers)
     {
-        InstallFrontEnd();
-        WritePidFile();
-        m_Native = Listen(RootPath(kQmxdNativeSocket));
-        m_Server = std::make_unique<FrameServer>(
-            RootPath(kQmxdRequestSocket),
-            [this](const std::string& request)
-            {
-                std::lock_guard<std::mutex> lock(m_Mutex);
-                m_Requests.push_back(request);
-                std::string reply = R"({"SIP":{"V":1,"CMD":[{"ST":0}]}})";
-                if (request.find(R"("OC":65440)") == std::string::npos && !m_Replies.empty())
-                {
-                    reply = m_Replies.front();
-                    m_Replies.pop_front();
-                }
-                return reply;
-            });
-        ASSERT_GE(m_Native, 0);
-        ASSERT_TRUE(m_Server->IsValid());
-    }
-    void TearDown() override { CloseFd(m_Native); }
-
-    void QueueReply(const std::string& reply)
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Replies.push_back(reply);
-    }
-    std::string LastRequest()
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        return m_Requests.empty() ? std::string() : m_Requests.back();
+        m_Sim.Stop();
+        ASSERT_TRUE(m_Sim.StartWithProfileText(R"({"answers": {)" + answers + "}}")) << m_Sim.Error();
     }
 
-    CEventClock m_Clock;
+    // Waits end on real events only; a broken attach would otherwise sleep for minutes.
+    clienttest::CEventClock m_Clock;
     CScopedClock m_ScopedClock{m_Clock};
-    int m_Native = -1;
-    std::mutex m_Mutex;
-    std::deque<std::string> m_Replies;
-    std::vector<std::string> m_Requests;
-    // Declared last, so destroyed first: its thread uses the members above until it is joined.
-    std::unique_ptr<FrameServer> m_Server;
+    SimProcess m_Sim{m_Root.Path()};
 };
 } // namespace
 
-TEST_F(SwitchClientTest, AttachFailsEarlyWithoutAUsableDaemon)
+TEST_F(SwitchClientTest, AttachFailsWithTheCodeOfWhatIsMissing)
 {
     CFakeClock clock;
     CScopedClock scoped(clock);
@@ -105,33 +66,26 @@ TEST_F(SwitchClientTest, AttachFailsEarlyWithoutAUsableDaemon)
     // Installed but not running: one attempt, one second, and no error to show for it.
     InstallFrontEnd();
     EXPECT_FALSE(client.Attach(""));
-    EXPECT_EQ(client.GetLastErrorCode(), 0u);
     EXPECT_EQ(ErrorText(client), "NO ERROR");
     EXPECT_EQ(client.GetServicePath(), "/opt/TessmarkQDX/bin/tmqdx");
     EXPECT_EQ(clock.ElapsedMs(), 1000u);
-    EXPECT_EQ(client.GetAttachCount(), 0u);
-}
 
-TEST_F(SwitchClientTest, AttachWaitsForTheDaemonAndItsJsonInterface)
-{
-    CFakeClock clock;
-    CScopedClock scoped(clock);
-    InstallFrontEnd();
-    WritePidFile();
-    CSwitchClient client;
-    EXPECT_FALSE(client.Attach(nullptr)); // the socket never comes: 600 attempts a second apart
+    // Running, but the socket never comes: 600 attempts a second apart.
+    m_Root.Write("var/run/tmqdx.pid", "4242\n");
+    EXPECT_FALSE(client.Attach(nullptr));
     EXPECT_EQ(client.GetLastErrorCode(), 110u);
     EXPECT_EQ(ErrorText(client), "Timeout during connect attempt to qmxd");
-    EXPECT_EQ(clock.SleepCount(), 600u);
-    EXPECT_EQ(clock.ElapsedMs(), 600000u);
+    EXPECT_EQ(clock.ElapsedMs(), 601000u);
 
-    int native = Listen(RootPath(kQmxdNativeSocket));
+    // Ready, but no request socket: 20 connects 50 ms apart.
+    int native = clienttest::Listen(RootPath(kQmxdNativeSocket));
     ASSERT_GE(native, 0);
-    EXPECT_FALSE(client.Attach(nullptr)); // ready, but no request socket: 20 connects 50 ms apart
+    EXPECT_FALSE(client.Attach(nullptr));
     close(native);
     EXPECT_EQ(client.GetLastErrorCode(), 92u);
     EXPECT_EQ(ErrorText(client), "JSON interface not supported by qmxd");
-    EXPECT_EQ(clock.ElapsedMs(), 601000u);
+    EXPECT_EQ(clock.ElapsedMs(), 602000u);
+    EXPECT_EQ(client.GetAttachCount(), 0u);
 }
 
 TEST_F(SwitchClientTest, AttachReportsARefusedConnect)
@@ -139,7 +93,7 @@ TEST_F(SwitchClientTest, AttachReportsARefusedConnect)
     // A socket the caller may not write to refuses with EACCES. Root may write anywhere, so as
     // root the attach runs in a child process that gives up root first.
     InstallFrontEnd();
-    int native = Listen(RootPath(kQmxdNativeSocket));
+    int native = clienttest::Listen(RootPath(kQmxdNativeSocket));
     ASSERT_GE(native, 0);
     ASSERT_EQ(chmod(RootPath(kQmxdNativeSocket).c_str(), 0), 0);
     ASSERT_EQ(chmod(m_Root.Path().c_str(), 0755), 0);
@@ -163,24 +117,23 @@ TEST_F(SwitchClientTest, AttachReportsARefusedConnect)
     EXPECT_EQ(WEXITSTATUS(status), 13);
 }
 
-TEST_F(FakeDaemonTest, AttachIsCountedAndTheLastDetachCloses)
+TEST_F(SimulatedDaemonTest, AttachIsCountedAndTheLastDetachCloses)
 {
+    Start("");
     CSwitchClient client;
     ASSERT_TRUE(client.SetApplicationName("HostCapture"));
     ASSERT_TRUE(client.Attach(nullptr));
     const int channel = client.GetRequestChannel();
     ASSERT_TRUE(client.Attach(nullptr));
     EXPECT_EQ(client.GetAttachCount(), 2u);
-    EXPECT_EQ(m_Server->Connections(), 1);
-    EXPECT_EQ(m_Clock.SleepCount(), 0u);
-    // The channel was registered under the application name.
-    EXPECT_NE(LastRequest().find(R"("RAW":[72,111,115,116,67,97,112,116,117,114,101,0,)"), std::string::npos);
+    // One registration, under the application name.
+    EXPECT_EQ(m_Sim.RequestedCommands(kOpChannelInit).size(), 1u);
+    EXPECT_NE(m_Sim.RequestLogLines()[0].find(R"("RAW":[72,111,115,116,67,97,112,116,117,114,101,0,)"),
+              std::string::npos);
 
     client.Detach();
-    EXPECT_EQ(client.GetRequestChannel(), channel);
     EXPECT_NE(fcntl(channel, F_GETFD), -1);
     client.Detach();
-    EXPECT_EQ(client.GetAttachCount(), 0u);
     EXPECT_EQ(client.GetRequestChannel(), -1);
     EXPECT_EQ(fcntl(channel, F_GETFD), -1);
     client.Detach();
@@ -196,46 +149,49 @@ TEST_F(FakeDaemonTest, AttachIsCountedAndTheLastDetachCloses)
     const int forgottenChannel = forgotten->GetRequestChannel();
     forgotten.reset();
     EXPECT_EQ(fcntl(forgottenChannel, F_GETFD), -1);
-    EXPECT_EQ(m_Server->Connections(), 3);
+    EXPECT_EQ(m_Sim.RequestedCommands(kOpChannelInit).size(), 3u);
+    EXPECT_EQ(m_Clock.ElapsedMs(), 0u);
 }
 
-TEST_F(FakeDaemonTest, RequestReturnsTheStatusAtTheSlot)
+TEST_F(SimulatedDaemonTest, RequestReturnsTheStatusAtTheSlot)
 {
+    const std::string bigText(100000, 'q');
+    Start(R"("0x0300": {"ST": "010", "DA": 7},
+             "0x0301": {"DA": ")" +
+          bigText + R"(", "fault": {"chunks": 16, "chunk_gap_ms": 5}},
+             "0x0302": {"DA": 1, "fault": {"version": 2}},
+             "0x0303": {"DA": 1, "fault": {"omit_status": true}},
+             "0x0304": {"fault": {"hangup": true}})");
     CSwitchClient client;
     ASSERT_TRUE(client.Attach(nullptr));
     CObraRequest request(1);
-    const std::pair<std::string, uint32_t> cases[] = {
-        {R"({"SIP":{"V":1,"CMD":[{"ST":7},{"ST":"0x0","DA":1}]}})", 0u},
-        {R"({"SIP":{"V":1,"CMD":[{"ST":7},{"ST":"010"}]}})", 8u},
-        {R"({"SIP":{"V":1,"CMD":[{"ST":7},{"ST":"10"}]}})", 10u},
-        {R"({"SIP":{"V":1,"CMD":[{"ST":7},{"DA":1}]}})", 22u},
-        {R"({"SIP":{"V":1,"CMD":[{"ST":7}]}})", 22u},
-        {R"({"SIP":{"V":2,"CMD":[{"ST":7},{"ST":0}]}})", 22u},
-    };
-    for (const auto& entry : cases)
+    auto query = [&](uint32_t oc)
     {
         request.Reset();
-        request.SetCommandNumber("OC", 0x300);
-        QueueReply(entry.first);
-        EXPECT_EQ(client.Request(request, 0), entry.second) << entry.first;
-    }
+        request.SetCommandNumber("OC", oc);
+        return client.Request(request, 0);
+    };
+    EXPECT_EQ(query(0x0300), 8u);
+    EXPECT_EQ(GetCmdValue(request, 0, "ST", 0), 4u); // the empty command before the slot
+    EXPECT_EQ(GetCmdValue(request, 1, "DA", 0), 7u);
+    EXPECT_EQ(query(0x0301), 0u); // in more pieces than the client makes read passes
+    EXPECT_EQ(GetDataSize(request, 1), bigText.size() + 1);
+    EXPECT_EQ(query(0x0302), 22u);
     EXPECT_EQ(request.Serialize(), R"({"SIP":{"V":1,"CMD":[]}})"); // the discarded reply
-    EXPECT_EQ(LastRequest(), R"({"SIP":{"V":1,"CMD":[{},{"OC":768}]}})");
+    EXPECT_EQ(query(0x0303), 22u);
+    EXPECT_EQ(query(0x0999), 4u); // unknown to the daemon
+    EXPECT_EQ(m_Clock.ElapsedMs(), 0u);
 
     // A failed exchange leaves the transport result as the slot's status.
-    request.SetCommandNumber("ST", 0);
-    QueueReply("");
-    EXPECT_EQ(client.Request(request, 0), kTransportNotReadable);
+    EXPECT_EQ(query(0x0304), kTransportNotReadable);
     EXPECT_EQ(GetCmdValue(request, 1, "ST", 99), kTransportNotReadable);
     client.Detach();
     EXPECT_EQ(client.Request(request, 0), kTransportNoChannel);
-    EXPECT_EQ(request.Serialize(), R"({"SIP":{"V":1,"CMD":[{},{"ST":19}]}})"); // replaced, not added
+    EXPECT_EQ(request.Serialize(), R"({"SIP":{"V":1,"CMD":[{},{"OC":772,"ST":19}]}})"); // replaced
 }
 
-TEST_F(FakeDaemonTest, CabinetNumberComesInEveryForm)
+TEST_F(SimulatedDaemonTest, CabinetNumberComesInEveryForm)
 {
-    CSwitchClient client;
-    ASSERT_TRUE(client.Attach(nullptr));
     const std::pair<const char*, uint32_t> forms[] = {
         {R"({"RAW":[7]})", 7u},
         {R"({"RAW":[1,2]})", 0x0201u},
@@ -249,13 +205,22 @@ TEST_F(FakeDaemonTest, CabinetNumberComesInEveryForm)
     };
     for (const auto& form : forms)
     {
-        QueueReply(std::string(R"({"SIP":{"V":1,"CMD":[{"ST":0,"DA":)") + form.first + "}]}}");
+        Start(std::string(R"("0xE204": {"DA": )") + form.first + "}");
+        CSwitchClient client;
+        ASSERT_TRUE(client.Attach(nullptr));
         uint32_t cabinet = 0xDEAD;
         EXPECT_TRUE(client.RequestCabinetNumber(cabinet)) << form.first;
         EXPECT_EQ(cabinet, form.second) << form.first;
+        client.Detach();
     }
-    EXPECT_EQ(LastRequest(), R"({"SIP":{"V":1,"CMD":[{"OC":57860}]}})");
-    QueueReply(R"({"SIP":{"V":1,"CMD":[{"ST":4,"DA":3}]}})");
+    // Only the operation code goes out.
+    std::vector<SimCommand> sent = m_Sim.RequestedCommands(0xE204);
+    ASSERT_FALSE(sent.empty());
+    EXPECT_FALSE(sent[0].hasOE || sent[0].hasOI || sent[0].hasCA);
+
+    Start(R"("0xE204": {"ST": 4, "DA": 3})");
+    CSwitchClient client;
+    ASSERT_TRUE(client.Attach(nullptr));
     uint32_t cabinet = 0xDEAD;
     EXPECT_FALSE(client.RequestCabinetNumber(cabinet));
     EXPECT_EQ(cabinet, 0xDEADu);

@@ -29,38 +29,25 @@ private:
     std::function<void(const struct pollfd&)> m_Hook;
 };
 
-struct InitExchange
+// Runs the channel-init command on a socket pair whose peer answered beforehand (or hung up, for
+// no reply bytes); the result, and the "DA"."RAW" numbers of the command that went out.
+int RunInitCommand(const char* name, const std::string& replyBytes, rapidjson::Document& request,
+                   std::vector<int>& raw)
 {
-    int result = -1;
-    int fd = -1;
-    std::vector<int> raw; // "DA"."RAW" of the command that went out
-    rapidjson::Document request;
-};
-
-// Runs the channel-init command on a socket pair whose peer answers with the given bytes (or
-// hangs up when there are none).
-void RunInitCommand(const char* name, const std::string& replyBytes, InitExchange& exchange)
-{
-    CEventClock clock;
+    CFakeClock clock;
     CScopedClock scoped(clock);
     SocketPair pair;
+    if (replyBytes.empty())
+        shutdown(pair.peer, SHUT_WR);
+    WriteAll(pair.peer, replyBytes);
+    int result = SendInitChannelCommand(pair.client, name, kChannelKindEvent, kInitCommandTimeout);
     std::string text;
-    PeerThread peer(
-        [&]
-        {
-            ReadFrame(pair.peer, text);
-            if (replyBytes.empty())
-                CloseFd(pair.peer);
-            else
-                WriteAll(pair.peer, replyBytes);
-        });
-    exchange.fd = pair.client;
-    exchange.result = SendInitChannelCommand(pair.client, name, kChannelKindEvent, kInitCommandTimeout);
-    peer.Join();
-    exchange.request.Parse(text.c_str());
-    ASSERT_FALSE(exchange.request.HasParseError()) << text;
-    for (const auto& element : exchange.request["SIP"]["CMD"][0]["DA"]["RAW"].GetArray())
-        exchange.raw.push_back(element.GetInt());
+    request.Parse(ReadFrame(pair.peer, text) ? text.c_str() : "");
+    raw.clear();
+    if (!request.HasParseError())
+        for (const auto& element : request["SIP"]["CMD"][0]["DA"]["RAW"].GetArray())
+            raw.push_back(element.GetInt());
+    return result;
 }
 } // namespace
 
@@ -77,6 +64,9 @@ TEST(IsFdReady, ReportsEachOutcome)
     EXPECT_EQ(IsFdReady(pair.client, POLLIN | POLLOUT, 100), -9); // only half of the mask
     ASSERT_TRUE(WriteAll(pair.peer, "x"));
     EXPECT_EQ(IsFdReady(pair.client, POLLIN, 100), POLLIN);
+    SocketPair wake; // a terminate descriptor ends the wait first
+    ASSERT_TRUE(WriteAll(wake.peer, "WAKE"));
+    EXPECT_EQ(IsFdReady(pair.client, POLLIN, 100, wake.client), kFdReadyTerminated);
     CloseFd(pair.peer);
     EXPECT_EQ(IsFdReady(pair.client, POLLIN, 100), -6);
     int stale = dup(pair.client);
@@ -147,19 +137,16 @@ TEST(SendRequestOnFd, AcceptsAShortLengthRead)
 
 TEST(SendRequestOnFd, ReportsFailuresByKind)
 {
-    CEventClock clock;
+    SocketPair hangingUp; // the peer hangs up while the client waits for the reply
+    CHookClock clock(
+        [&](const struct pollfd& wait)
+        {
+            if (wait.events == POLLIN)
+                CloseFd(hangingUp.peer);
+        });
     CScopedClock scoped(clock);
     std::string reply;
     EXPECT_EQ(SendRequestOnFd(-1, "{}", reply, 0), kTransportNoChannel);
-
-    SocketPair hangingUp; // takes the request, then hangs up while the client waits
-    PeerThread peer(
-        [&]
-        {
-            std::string text;
-            ReadFrame(hangingUp.peer, text);
-            CloseFd(hangingUp.peer);
-        });
     EXPECT_EQ(SendRequestOnFd(hangingUp.client, "{}", reply, 0), kTransportNotReadable);
     EXPECT_EQ(clock.ElapsedMs(), 0u); // a hang-up, not a time-out
     EXPECT_EQ(SendRequestOnFd(hangingUp.client, "{}", reply, 0), kTransportWriteFailed);
@@ -174,30 +161,31 @@ TEST(SendRequestOnFd, ReportsFailuresByKind)
 
 TEST(JsonAttach, ConnectsRegistersAndGivesUp)
 {
-    CEventClock clock;
+    CFakeClock clock;
     CScopedClock scoped(clock);
     TempDir dir;
-    int requests = 0;
-    {
-        FrameServer server(dir.File("qmxdsj"),
-                           [&](const std::string&)
-                           {
-                               ++requests;
-                               return R"({"SIP":{"V":1,"CMD":[{"ST":0}]}})";
-                           });
-        ASSERT_TRUE(server.IsValid());
-        int fd = JsonAttach(dir.File("qmxdsj").c_str(), "HostCapture");
-        ASSERT_GE(fd, 0);
-        JsonDetach(fd, dir.File("qmxdsj").c_str());
-        EXPECT_EQ(fcntl(fd, F_GETFD), -1);
-    }
-    EXPECT_EQ(requests, 1);
+    const std::string path = dir.File("qmxdsj");
+    int listener = Listen(path);
+    ASSERT_GE(listener, 0);
+    // Nobody answers the registration: its wait runs out, and the channel is used all the same.
+    int fd = JsonAttach(path.c_str(), "HostCapture");
+    ASSERT_GE(fd, 0);
+    int daemonSide = accept(listener, nullptr, nullptr);
+    std::string text;
+    EXPECT_TRUE(ReadFrame(daemonSide, text));
+    EXPECT_NE(text.find(R"({"OC":65440,"OE":4352,"CA":0,"DA":{"RAW":[72,)"), std::string::npos) << text;
+    close(daemonSide);
+    JsonDetach(fd, path.c_str());
+    EXPECT_EQ(fcntl(fd, F_GETFD), -1);
     EXPECT_EQ(clock.SleepCount(), 0u);
 
     // Nobody listens: 20 attempts 50 ms apart.
-    EXPECT_EQ(JsonAttach(dir.File("qmxdsj").c_str(), "HostCapture"), -2);
+    CloseFd(listener);
+    unlink(path.c_str());
+    const uint64_t start = clock.ElapsedMs();
+    EXPECT_EQ(JsonAttach(path.c_str(), "HostCapture"), -2);
     EXPECT_EQ(clock.SleepCount(), 20u);
-    EXPECT_EQ(clock.ElapsedMs(), 1000u);
+    EXPECT_EQ(clock.ElapsedMs() - start, 1000u);
     EXPECT_EQ(OpenDevice((dir.Path() + "/" + std::string(200, 'x')).c_str()), -2);
     EXPECT_EQ(errno, ENAMETOOLONG);
 }
@@ -205,38 +193,30 @@ TEST(JsonAttach, ConnectsRegistersAndGivesUp)
 TEST(SendInitChannelCommand, SendsTheRegistrationBlock)
 {
     const std::string accepted = Frame(R"({"SIP":{"V":1,"CMD":[{"ST":0}]}})");
-    InitExchange init;
-    RunInitCommand("HostCapture", accepted, init);
-    EXPECT_EQ(init.result, 1);
-    const rapidjson::Value& command = init.request["SIP"]["CMD"][0];
-    EXPECT_EQ(init.request["SIP"]["V"].GetInt(), 1);
+    rapidjson::Document request;
+    std::vector<int> raw;
+    ASSERT_EQ(RunInitCommand("HostCapture", accepted, request, raw), 1);
+    const rapidjson::Value& command = request["SIP"]["CMD"][0];
+    EXPECT_EQ(request["SIP"]["V"].GetInt(), 1);
     EXPECT_EQ(command["OC"].GetUint(), 0xFFA0u);
     EXPECT_EQ(command["OE"].GetUint(), kChannelKindEvent);
     EXPECT_EQ(command["CA"].GetUint(), 0u);
     EXPECT_FALSE(command.HasMember("OI"));
+    // The name, and the client's descriptor (the lowest free number again) at bytes 65 to 68.
     std::vector<int> expected(218, 0);
     std::copy_n("HostCapture", 11, expected.begin());
+    SocketPair next;
     for (int i = 0; i < 4; ++i)
-        expected[65 + i] = (init.fd >> (8 * i)) & 0xFF;
-    EXPECT_EQ(init.raw, expected);
+        expected[65 + i] = (next.client >> (8 * i)) & 0xFF;
+    EXPECT_EQ(raw, expected);
 
     // A long name runs over the descriptor field, but never past the block.
-    InitExchange longName;
-    RunInitCommand(std::string(100, 'n').c_str(), accepted, longName);
-    ASSERT_EQ(longName.raw.size(), 218u);
-    EXPECT_EQ(longName.raw[65], 'n');
-    EXPECT_EQ(longName.raw[100], 0);
-    InitExchange hugeName;
-    RunInitCommand(std::string(400, 'm').c_str(), accepted, hugeName);
-    EXPECT_EQ(hugeName.raw, std::vector<int>(218, 'm'));
+    ASSERT_EQ(RunInitCommand(std::string(400, 'm').c_str(), accepted, request, raw), 1);
+    EXPECT_EQ(raw, std::vector<int>(218, 'm'));
 
     // Refusing or missing replies still count as an initialised channel; only a reply that
     // cannot be held in memory does not.
-    InitExchange refused, hungUp, huge;
-    RunInitCommand("c", Frame(R"({"SIP":{"V":2}})"), refused);
-    RunInitCommand("c", "", hungUp);
-    RunInitCommand("c", RawFrame(0xFFFFFFFFu, ""), huge);
-    EXPECT_EQ(refused.result, 1);
-    EXPECT_EQ(hungUp.result, 1);
-    EXPECT_EQ(huge.result, 0);
+    EXPECT_EQ(RunInitCommand("c", Frame(R"({"SIP":{"V":2}})"), request, raw), 1);
+    EXPECT_EQ(RunInitCommand("c", "", request, raw), 1);
+    EXPECT_EQ(RunInitCommand("c", RawFrame(0xFFFFFFFFu, ""), request, raw), 0);
 }
