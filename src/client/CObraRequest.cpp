@@ -370,6 +370,15 @@ const rapidjson::Value* GetCommand(const CObraRequest& request, int slot)
     return command.IsObject() ? &command : nullptr;
 }
 
+const rapidjson::Value* GetCommandData(const CObraRequest& request, int slot)
+{
+    const rapidjson::Value* command = GetCommand(request, slot);
+    if (command == nullptr)
+        return nullptr;
+    auto data = command->FindMember("DA");
+    return data == command->MemberEnd() ? nullptr : &data->value;
+}
+
 uint32_t GetCmdValue(const CObraRequest& request, int slot, const char* key, uint32_t defaultValue)
 {
     const rapidjson::Value* command = GetCommand(request, slot);
@@ -398,13 +407,10 @@ uint32_t GetCmdValue(const CObraRequest& request, int slot, const char* key, uin
 
 ObraDataType GetDataType(const CObraRequest& request, int slot)
 {
-    const rapidjson::Value* command = GetCommand(request, slot);
-    if (command == nullptr)
+    const rapidjson::Value* data = GetCommandData(request, slot);
+    if (data == nullptr)
         return ObraDataType::None;
-    auto data = command->FindMember("DA");
-    if (data == command->MemberEnd())
-        return ObraDataType::None;
-    switch (data->value.GetType())
+    switch (data->GetType())
     {
     case rapidjson::kNullType:
         return ObraDataType::Null;
@@ -426,13 +432,10 @@ ObraDataType GetDataType(const CObraRequest& request, int slot)
 
 uint32_t GetDataSize(const CObraRequest& request, int slot)
 {
-    const rapidjson::Value* command = GetCommand(request, slot);
-    if (command == nullptr)
+    const rapidjson::Value* member = GetCommandData(request, slot);
+    if (member == nullptr)
         return 0;
-    auto member = command->FindMember("DA");
-    if (member == command->MemberEnd())
-        return 0;
-    const rapidjson::Value& data = member->value;
+    const rapidjson::Value& data = *member;
     switch (data.GetType())
     {
     case rapidjson::kNumberType:

@@ -80,3 +80,5 @@ ObraDataType GetDataType(const CObraRequest& request, int slot);
 uint32_t GetDataSize(const CObraRequest& request, int slot);
 // The slot's command object, or nullptr when the document lacks the shape.
 const rapidjson::Value* GetCommand(const CObraRequest& request, int slot);
+// The slot's "DA" member, or nullptr when the document lacks the shape or the member.
+const rapidjson::Value* GetCommandData(const CObraRequest& request, int slot);

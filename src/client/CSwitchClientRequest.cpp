@@ -24,13 +24,10 @@ uint32_t LowBits(const rapidjson::Value& number)
 // The cabinet number in the reply's "DA": raw bytes (little-endian), a number, or a boolean.
 uint32_t CabinetNumberFromReply(const CObraRequest& reply)
 {
-    const rapidjson::Value* command = GetCommand(reply, 0);
-    if (command == nullptr)
+    const rapidjson::Value* member = GetCommandData(reply, 0);
+    if (member == nullptr)
         return 0;
-    auto member = command->FindMember("DA");
-    if (member == command->MemberEnd())
-        return 0;
-    const rapidjson::Value& data = member->value;
+    const rapidjson::Value& data = *member;
     if (data.IsNumber())
         return LowBits(data);
     if (data.IsBool())

@@ -36,18 +36,14 @@ uint32_t DaemonDescriptor(const CObraRequest& reply)
 {
     std::vector<uint8_t> bytes;
     bytes.reserve(32);
-    const rapidjson::Value* command = GetCommand(reply, 0);
-    if (command != nullptr)
+    const rapidjson::Value* data = GetCommandData(reply, 0);
+    if (data != nullptr && data->IsObject())
     {
-        auto data = command->FindMember("DA");
-        if (data != command->MemberEnd() && data->value.IsObject())
+        auto raw = data->FindMember("RAW");
+        if (raw != data->MemberEnd() && raw->value.IsArray())
         {
-            auto raw = data->value.FindMember("RAW");
-            if (raw != data->value.MemberEnd() && raw->value.IsArray())
-            {
-                for (const auto& element : raw->value.GetArray())
-                    bytes.push_back(element.IsUint64() ? static_cast<uint8_t>(element.GetUint64()) : 0);
-            }
+            for (const auto& element : raw->value.GetArray())
+                bytes.push_back(element.IsUint64() ? static_cast<uint8_t>(element.GetUint64()) : 0);
         }
     }
     if (bytes.size() < kRegistrationFdOffset + 4)

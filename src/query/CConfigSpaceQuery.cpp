@@ -14,13 +14,7 @@ constexpr uint32_t kNoStatus = 22;
 // The slot's "DA", or nullptr when the answer lacks the shape or the member.
 const rapidjson::Value* FindData(const CObraRequest& request)
 {
-    const rapidjson::Value* command = GetCommand(request, request.Slot());
-    if (command == nullptr || !command->IsObject())
-        return nullptr;
-    rapidjson::Value::ConstMemberIterator data = command->FindMember("DA");
-    if (data == command->MemberEnd())
-        return nullptr;
-    return &data->value;
+    return GetCommandData(request, request.Slot());
 }
 
 // The integer value of a JSON number as 64 bits; false for fractions and out-of-range values.
