@@ -1,5 +1,7 @@
 #include "CObraRequest.h"
 
+#include "ObraValue.h"
+
 #include <rapidjson/writer.h>
 
 #include <cstdlib>
@@ -388,21 +390,10 @@ uint32_t GetCmdValue(const CObraRequest& request, int slot, const char* key, uin
     if (member == command->MemberEnd())
         return defaultValue;
     const rapidjson::Value& value = member->value;
-    if (value.IsUint64())
-        return static_cast<uint32_t>(value.GetUint64());
-    if (value.IsInt64())
-        return static_cast<uint32_t>(static_cast<uint64_t>(value.GetInt64()));
-    if (value.IsNumber())
-    {
-        // A fractional number: its integral part, when that fits into 64 bits at all.
-        double number = value.GetDouble();
-        if (number > -9.2e18 && number < 9.2e18)
-            return static_cast<uint32_t>(static_cast<uint64_t>(static_cast<int64_t>(number)));
-        return defaultValue;
-    }
     if (value.IsString())
         return ConvertNumberText(value);
-    return defaultValue;
+    uint32_t bits = 0;
+    return NumberLowBits(value, bits) ? bits : defaultValue;
 }
 
 ObraDataType GetDataType(const CObraRequest& request, int slot)

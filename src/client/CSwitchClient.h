@@ -54,9 +54,13 @@ public:
     bool AreEventsEnabled() const { return m_EventsEnabled; }
     bool IsEventThreadRunning() const { return m_ThreadRunning; }
     int GetEventChannel() const { return m_FdEventChannel; }
-    void SetLastError(uint32_t code);
+    // Code 0, "NO ERROR": the connect routine starts every attempt from it.
+    void ClearLastError() { SetLastError(0); }
 
 private:
+    // The code and its fixed text, set by the attach steps.
+    void SetLastError(uint32_t code);
+
     // Attach side (CSwitchClientAttach.cpp), called with the client mutex held.
     bool AttachFirstReference();
     bool FindInstalledService();

@@ -3,8 +3,10 @@
 
 #include "CDebug.h"
 #include "JsonTransport.h"
+#include "ObraValue.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace
 {
@@ -12,41 +14,29 @@ constexpr uint32_t kOpCabinetNumber = 0xE204;
 constexpr uint32_t kMissingStatus = 22;
 constexpr size_t kKeptTextCapacity = 64 * 1024;
 
-uint32_t LowBits(const rapidjson::Value& number)
-{
-    if (number.IsUint64())
-        return static_cast<uint32_t>(number.GetUint64());
-    if (number.IsInt64())
-        return static_cast<uint32_t>(static_cast<uint64_t>(number.GetInt64()));
-    return 0;
-}
-
 // The cabinet number in the reply's "DA": raw bytes (little-endian), a number, or a boolean.
+// A single raw element is the number itself, not a byte: small daemons answer {"RAW": [n]}.
 uint32_t CabinetNumberFromReply(const CObraRequest& reply)
 {
     const rapidjson::Value* member = GetCommandData(reply, 0);
     if (member == nullptr)
         return 0;
     const rapidjson::Value& data = *member;
+    uint32_t value = 0;
     if (data.IsNumber())
-        return LowBits(data);
+        return NumberLowBits(data, value) ? value : 0;
     if (data.IsBool())
         return data.GetBool() ? 1 : 0;
-    if (!data.IsObject())
+    const rapidjson::Value* raw = RawArray(data);
+    std::vector<uint8_t> bytes;
+    if (raw == nullptr || !RawArrayBytes(*raw, bytes) || bytes.empty())
         return 0;
-    auto raw = data.FindMember("RAW");
-    if (raw == data.MemberEnd() || !raw->value.IsArray())
-        return 0;
-    const rapidjson::Value& bytes = raw->value;
-    if (bytes.Size() == 0)
-        return 0;
-    if (bytes.Size() == 1)
-        return LowBits(bytes[0]);
+    if (bytes.size() == 1)
+        return NumberLowBits((*raw)[0], value) ? value : 0;
     // Two bytes make a 16-bit number, three or more the first four bytes of a 32-bit one.
-    rapidjson::SizeType count = bytes.Size() == 2 ? 2 : std::min<rapidjson::SizeType>(bytes.Size(), 4);
-    uint32_t value = 0;
-    for (rapidjson::SizeType i = 0; i < count; ++i)
-        value += (LowBits(bytes[i]) & 0xFF) << (8 * i);
+    const size_t count = std::min<size_t>(bytes.size(), 4);
+    for (size_t i = 0; i < count; ++i)
+        value += static_cast<uint32_t>(bytes[i]) << (8 * i);
     return value;
 }
 } // namespace

@@ -200,6 +200,8 @@ TEST_F(SimulatedDaemonTest, CabinetNumberComesInEveryForm)
         {R"("DA": {"RAW":[1,2,3,4,5]})", 0x04030201u},
         {R"("DA": {"RAW":[]})", 0u},
         {R"("DA": {"RAW":"12"})", 0u},
+        {R"("DA": {"RAW":[1, 2.5]})", 0u}, // a fraction is no byte
+        {R"("DA": 7.9)", 7u},              // a number is cut like any other
         {R"("DA": 4294967305)", 9u},
         {R"("DA": true)", 1u},
         {R"("DA": "5")", 0u},

@@ -4,6 +4,7 @@
 #include "CDebug.h"
 #include "CObraRequest.h"
 #include "Clock.h"
+#include "ObraValue.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -31,22 +32,13 @@ std::vector<uint8_t> BuildRegistrationBlock(int fd, const char* clientName)
 }
 
 // The daemon's descriptor for the channel, from bytes 65-68 of the reply's "DA"."RAW" (0 when the
-// reply carries fewer bytes).
+// reply carries fewer bytes or no raw data).
 uint32_t DaemonDescriptor(const CObraRequest& reply)
 {
     std::vector<uint8_t> bytes;
-    bytes.reserve(32);
     const rapidjson::Value* data = GetCommandData(reply, 0);
-    if (data != nullptr && data->IsObject())
-    {
-        auto raw = data->FindMember("RAW");
-        if (raw != data->MemberEnd() && raw->value.IsArray())
-        {
-            for (const auto& element : raw->value.GetArray())
-                bytes.push_back(element.IsUint64() ? static_cast<uint8_t>(element.GetUint64()) : 0);
-        }
-    }
-    if (bytes.size() < kRegistrationFdOffset + 4)
+    const rapidjson::Value* raw = data != nullptr ? RawArray(*data) : nullptr;
+    if (raw == nullptr || !RawArrayBytes(*raw, bytes) || bytes.size() < kRegistrationFdOffset + 4)
         return 0;
     uint32_t value = 0;
     for (size_t i = 0; i < 4; ++i)

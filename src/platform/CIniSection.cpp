@@ -1,5 +1,7 @@
 #include "CIniSection.h"
 
+#include "ReadFully.h"
+
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -101,16 +103,7 @@ bool CIniSection::ReadWholeFile(size_t size)
     int fd = open(m_Path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
-    size_t done = 0;
-    while (done < size)
-    {
-        ssize_t got = read(fd, m_Buffer + done, size - done);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            break;
-        done += static_cast<size_t>(got);
-    }
+    const size_t done = ReadFully(fd, m_Buffer, size);
     close(fd);
     return done == size;
 }

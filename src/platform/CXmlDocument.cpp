@@ -1,6 +1,8 @@
 #include "CXmlDocument.h"
 
 #include "CXmlEncoding.h"
+#include "ReadFully.h"
+#include "Utf8.h"
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -110,16 +112,7 @@ bool CXmlDocument::ReadFile(const std::string& path, std::string& bytes)
         return false;
     }
     bytes.resize(static_cast<size_t>(status.st_size));
-    size_t done = 0;
-    while (done < bytes.size())
-    {
-        const ssize_t count = read(descriptor, &bytes[done], bytes.size() - done);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            break;
-        done += static_cast<size_t>(count);
-    }
+    const size_t done = ReadFully(descriptor, &bytes[0], bytes.size());
     close(descriptor);
     bytes.resize(done);
     if (bytes.empty())
@@ -150,7 +143,7 @@ bool CXmlDocument::Decode(std::string& bytes, bool& converted)
         converted = true;
         return true;
     }
-    if (!CXmlEncoding::Declared(bytes).empty() || CXmlEncoding::IsValidUtf8(bytes))
+    if (!CXmlEncoding::Declared(bytes).empty() || Utf8::IsValid(bytes))
         return true; // the parser follows the declaration, or the UTF-8 default
     for (const std::string& candidate : CXmlEncoding::EightBitCandidates())
     {

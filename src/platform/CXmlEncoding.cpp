@@ -86,54 +86,6 @@ std::string CXmlEncoding::Declared(const std::string& bytes)
     return declaration.substr(position + 1, closing - position - 1);
 }
 
-bool CXmlEncoding::IsValidUtf8(const std::string& bytes)
-{
-    size_t index = 0;
-    while (index < bytes.size())
-    {
-        const unsigned char lead = static_cast<unsigned char>(bytes[index]);
-        size_t length;
-        unsigned codePoint;
-        if (lead < 0x80)
-        {
-            ++index;
-            continue;
-        }
-        if (lead >= 0xC2 && lead <= 0xDF)
-        {
-            length = 2;
-            codePoint = lead & 0x1F;
-        }
-        else if (lead >= 0xE0 && lead <= 0xEF)
-        {
-            length = 3;
-            codePoint = lead & 0x0F;
-        }
-        else if (lead >= 0xF0 && lead <= 0xF4)
-        {
-            length = 4;
-            codePoint = lead & 0x07;
-        }
-        else
-            return false;
-        if (index + length > bytes.size())
-            return false;
-        for (size_t next = 1; next < length; ++next)
-        {
-            const unsigned char trail = static_cast<unsigned char>(bytes[index + next]);
-            if ((trail & 0xC0) != 0x80)
-                return false;
-            codePoint = (codePoint << 6) | (trail & 0x3F);
-        }
-        // Overlong forms, surrogates and values beyond Unicode.
-        if ((length == 3 && codePoint < 0x800) || (length == 4 && codePoint < 0x10000) ||
-            (codePoint >= 0xD800 && codePoint <= 0xDFFF) || codePoint > 0x10FFFF)
-            return false;
-        index += length;
-    }
-    return true;
-}
-
 bool CXmlEncoding::ToUtf8(const std::string& bytes, const std::string& from, std::string& utf8)
 {
     utf8.clear();

@@ -16,7 +16,6 @@ public:
     static std::string DetectWide(const std::string& bytes, size_t& markLength);
     // The value of the encoding declaration of an ASCII-compatible document, or empty.
     static std::string Declared(const std::string& bytes);
-    static bool IsValidUtf8(const std::string& bytes);
     // Converts to UTF-8 with iconv; false when the encoding is unknown or a sequence is invalid
     // or cut off.
     static bool ToUtf8(const std::string& bytes, const std::string& from, std::string& utf8);

@@ -2,6 +2,7 @@
 
 #include "CDebug.h"
 #include "CObraClientRequestIf.h"
+#include "ObraValue.h"
 #include "SwitchClientConnection.h"
 
 #include <cstring>
@@ -66,7 +67,7 @@ CConfigSpaceQuery::CConfigSpaceQuery() = default;
 CConfigSpaceQuery::~CConfigSpaceQuery()
 {
     // A section that forgot its release must not leave an attach reference behind.
-    if (m_ConnectedClient != nullptr)
+    if (m_AttachedByConnect)
         ReleaseSwitchClient(*this);
 }
 
@@ -74,6 +75,7 @@ void CConfigSpaceQuery::Bind(CObraClientRequestIf* client, uint32_t cabinetNumbe
                              const std::string& servicePath)
 {
     m_Client = client;
+    m_AttachedByConnect = false;
     m_CabinetNumber = cabinetNumber;
     m_ServicePath = servicePath;
 }
@@ -81,6 +83,7 @@ void CConfigSpaceQuery::Bind(CObraClientRequestIf* client, uint32_t cabinetNumbe
 void CConfigSpaceQuery::Unbind()
 {
     m_Client = nullptr;
+    m_AttachedByConnect = false;
     m_CabinetNumber = 0;
     m_ServicePath.clear();
 }
@@ -127,48 +130,16 @@ uint32_t CConfigSpaceQuery::ExchangeFilled()
 
 bool CConfigSpaceQuery::IsAnswerWellFormed() const
 {
-    const rapidjson::Document& document = m_Request.Document();
-    const int slot = m_Request.Slot();
-    if (slot < 0 || !document.IsObject())
+    const rapidjson::Value* data = FindData(m_Request);
+    if (data == nullptr || data->IsNull())
         return false;
-    rapidjson::Value::ConstMemberIterator sip = document.FindMember("SIP");
-    if (sip == document.MemberEnd() || !sip->value.IsObject())
-        return false;
-    rapidjson::Value::ConstMemberIterator commands = sip->value.FindMember("CMD");
-    if (commands == sip->value.MemberEnd() || !commands->value.IsArray())
-        return false;
-    if (commands->value.Size() <= static_cast<rapidjson::SizeType>(slot))
-        return false;
-    const rapidjson::Value& command = commands->value[static_cast<rapidjson::SizeType>(slot)];
-    if (!command.IsObject())
-        return false;
-    rapidjson::Value::ConstMemberIterator data = command.FindMember("DA");
-    if (data == command.MemberEnd() || data->value.IsNull())
-        return false;
-    return data->value.IsNumber() || GetDataSize(m_Request, slot) != 0;
+    return data->IsNumber() || GetDataSize(m_Request, m_Request.Slot()) != 0;
 }
 
 bool CConfigSpaceQuery::DecodeNumber(uint32_t& value) const
 {
     const rapidjson::Value* data = FindData(m_Request);
-    if (data == nullptr || !data->IsNumber())
-        return false;
-    uint64_t bits = 0;
-    bool fitsIn32 = false;
-    if (IntegerBits(*data, bits, fitsIn32))
-    {
-        value = static_cast<uint32_t>(bits);
-        return true;
-    }
-    // A fraction is cut towards zero; one that no 64-bit integer holds is not a value.
-    const double fraction = data->GetDouble();
-    if (fraction >= 0.0 && fraction < 18446744073709551616.0)
-        value = static_cast<uint32_t>(static_cast<uint64_t>(fraction));
-    else if (fraction < 0.0 && fraction >= -9223372036854775808.0)
-        value = static_cast<uint32_t>(static_cast<int64_t>(fraction));
-    else
-        return false;
-    return true;
+    return data != nullptr && NumberLowBits(*data, value);
 }
 
 bool CConfigSpaceQuery::DecodeRaw(std::vector<uint8_t>& bytes) const
@@ -190,16 +161,7 @@ bool CConfigSpaceQuery::DecodeRaw(std::vector<uint8_t>& bytes) const
         }
         if (!raw->value.IsArray())
             return false;
-        bytes.reserve(raw->value.Size());
-        for (const rapidjson::Value& element : raw->value.GetArray())
-        {
-            uint64_t bits = 0;
-            bool fitsIn32 = false;
-            if (!element.IsNumber() || !IntegerBits(element, bits, fitsIn32))
-                return false;
-            bytes.push_back(static_cast<uint8_t>(bits & 0xFF));
-        }
-        return true;
+        return RawArrayBytes(raw->value, bytes);
     }
     if (data->IsArray())
     {

@@ -27,7 +27,8 @@ public:
     CConfigSpaceQuery(const CConfigSpaceQuery&) = delete;
     CConfigSpaceQuery& operator=(const CConfigSpaceQuery&) = delete;
 
-    // Connection state, set by the connect and release routines (or by tests).
+    // Connection state, set by the connect and release routines (or by tests). Binding drops
+    // the connect routine's claim on the previous client without detaching it.
     void Bind(CObraClientRequestIf* client, uint32_t cabinetNumber, const std::string& servicePath);
     void Unbind();
     CObraClientRequestIf* Client() const { return m_Client; }
@@ -174,6 +175,6 @@ private:
     std::string m_ServicePath;
     CObraRequest m_Request;
     std::unique_ptr<StatusTextTables> m_Tables;
-    // The client this object was connected to by ConnectSwitchClient; the release detaches it.
-    CSwitchClient* m_ConnectedClient = nullptr;
+    // m_Client is the CSwitchClient that ConnectSwitchClient attached; the release detaches it.
+    bool m_AttachedByConnect = false;
 };

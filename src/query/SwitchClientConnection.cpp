@@ -25,11 +25,11 @@ bool ConnectSwitchClient(CConfigSpaceQuery& query, CSwitchClient& client)
 {
     // A second connect of the same object first gives back the reference of the first, so the
     // attach count stays balanced with the one release the owner will make.
-    if (query.m_ConnectedClient != nullptr)
+    if (query.m_AttachedByConnect)
         ReleaseSwitchClient(query);
 
     client.SetApplicationName(kApplicationName);
-    client.SetLastError(0);
+    client.ClearLastError();
     query.Request().Reset();
     if (!client.Attach(nullptr))
     {
@@ -45,19 +45,17 @@ bool ConnectSwitchClient(CConfigSpaceQuery& query, CSwitchClient& client)
     if (!client.RequestCabinetNumber(cabinetNumber))
         cabinetNumber = 0;
 
-    query.m_ConnectedClient = &client;
     query.m_Tables = std::make_unique<StatusTextTables>();
     query.Bind(&client, cabinetNumber, client.GetServicePath());
+    query.m_AttachedByConnect = true;
     return true;
 }
 
 void ReleaseSwitchClient(CConfigSpaceQuery& query)
 {
-    if (query.m_ConnectedClient != nullptr)
-    {
-        query.m_ConnectedClient->DetachWithoutLock();
-        query.m_ConnectedClient = nullptr;
-    }
+    // Only the connect routine sets the flag, and only with a CSwitchClient bound.
+    if (query.m_AttachedByConnect)
+        static_cast<CSwitchClient*>(query.m_Client)->DetachWithoutLock();
     query.Unbind();
     query.m_Tables.reset();
 }

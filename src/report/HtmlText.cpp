@@ -1,57 +1,15 @@
 #include "HtmlText.h"
 
+#include "Utf8.h"
+
 #include <cstdint>
 
 namespace
 {
 const char kReplacement[] = "\xEF\xBF\xBD"; // U+FFFD
 
-// Length of the well-formed UTF-8 sequence starting at text[pos], or 0 when there is none.
-size_t SequenceLength(const std::string& text, size_t pos)
-{
-    const auto byteAt = [&](size_t i) { return static_cast<uint8_t>(text[i]); };
-    const uint8_t lead = byteAt(pos);
-    const size_t available = text.size() - pos;
-
-    size_t length;
-    uint8_t secondMin = 0x80;
-    uint8_t secondMax = 0xBF;
-    if (lead < 0x80)
-        return 1;
-    if (lead >= 0xC2 && lead <= 0xDF)
-        length = 2;
-    else if (lead >= 0xE0 && lead <= 0xEF)
-    {
-        length = 3;
-        if (lead == 0xE0)
-            secondMin = 0xA0; // overlong below U+0800
-        else if (lead == 0xED)
-            secondMax = 0x9F; // UTF-16 surrogates
-    }
-    else if (lead >= 0xF0 && lead <= 0xF4)
-    {
-        length = 4;
-        if (lead == 0xF0)
-            secondMin = 0x90; // overlong below U+10000
-        else if (lead == 0xF4)
-            secondMax = 0x8F; // above U+10FFFF
-    }
-    else
-        return 0;
-
-    if (available < length)
-        return 0;
-    const uint8_t second = byteAt(pos + 1);
-    if (second < secondMin || second > secondMax)
-        return 0;
-    for (size_t i = 2; i < length; ++i)
-    {
-        const uint8_t next = byteAt(pos + i);
-        if (next < 0x80 || next > 0xBF)
-            return 0;
-    }
-    return length;
-}
+// Sequence boundaries are the platform's, shared with the XML reader.
+using Utf8::SequenceLength;
 
 bool IsControl(const std::string& text, size_t pos, size_t length)
 {
