@@ -53,9 +53,7 @@ void WriteIteratively(const rapidjson::Value& root, TextWriter& writer)
         const rapidjson::Value* value;
         rapidjson::SizeType next;
     };
-    // Kept per thread between calls, so the usual shallow document costs no allocation.
-    thread_local std::vector<Frame> stack;
-    stack.clear();
+    std::vector<Frame> stack;
 
     auto writeScalarOrOpen = [&](const rapidjson::Value& value)
     {
@@ -127,55 +125,6 @@ void WriteIteratively(const rapidjson::Value& root, TextWriter& writer)
             writeScalarOrOpen(element);
         }
     }
-    if (stack.capacity() > 1024)
-        std::vector<Frame>().swap(stack); // do not keep what a deep document needed
-}
-
-// Arrays and objects nested deeper than this are parsed without recursion.
-constexpr int kRecursiveParseDepth = 64;
-
-// True when the arrays and objects of a JSON text nest deeper than limit (brackets inside strings
-// do not count; a malformed text is judged as far as it goes).
-bool NestsDeeperThan(const char* text, size_t length, int limit)
-{
-    // A text with no more openers than the limit cannot nest deeper; memchr finds that out much
-    // quicker than the walk below, which only texts with many arrays or objects need.
-    int openers = 0;
-    for (char opener : {'[', '{'})
-    {
-        for (const char* at = text; (at = static_cast<const char*>(memchr(at, opener, length - (at - text))));
-             ++at)
-            ++openers;
-    }
-    if (openers <= limit)
-        return false;
-
-    int depth = 0;
-    for (const char* at = text; *at != '\0'; ++at)
-    {
-        switch (*at)
-        {
-        case '"':
-            for (++at; *at != '"'; ++at)
-            {
-                if (*at == '\0' || (*at == '\\' && *++at == '\0'))
-                    return false;
-            }
-            break;
-        case '[':
-        case '{':
-            if (++depth > limit)
-                return true;
-            break;
-        case ']':
-        case '}':
-            --depth;
-            break;
-        default:
-            break;
-        }
-    }
-    return false;
 }
 
 // strtoul over a JSON string, which may hold zero bytes (conversion stops there, as at any other
@@ -234,8 +183,7 @@ uint32_t ArrayDataSize(const rapidjson::Value& array)
 }
 } // namespace
 
-CObraRequest::CObraRequest(int slot)
-    : m_Pool(m_PoolBuffer, sizeof(m_PoolBuffer)), m_Document(&m_Pool), m_Slot(slot)
+CObraRequest::CObraRequest(int slot) : m_Slot(slot)
 {
     Reset();
 }
@@ -244,7 +192,7 @@ void CObraRequest::Reset()
 {
     // Nothing of the old content is used again, so its memory can go at once.
     m_Document.SetNull();
-    m_Pool.Clear();
+    m_Document.GetAllocator().Clear();
     m_Document.SetObject();
     auto& allocator = m_Document.GetAllocator();
     rapidjson::Value sip(rapidjson::kObjectType);
@@ -309,11 +257,8 @@ std::string CObraRequest::Serialize() const
 
 void CObraRequest::Serialize(rapidjson::StringBuffer& text) const
 {
-    // The writer keeps its nesting stack per thread too, so it is not built per call.
-    thread_local rapidjson::StringBuffer unused;
-    thread_local TextWriter writer(unused);
     text.Clear();
-    writer.Reset(text);
+    TextWriter writer(text);
     WriteIteratively(m_Document, writer);
 }
 
@@ -337,16 +282,11 @@ bool CObraRequest::ParseReply(std::string& text)
 
 bool CObraRequest::ParseReplyText()
 {
-    // The document's old strings are gone with their text; its values go with the pool.
+    // The document's old strings are gone with their text; its values go with the pool. Parsing
+    // is iterative, so however deeply a reply nests it cannot exhaust the stack.
     m_Document.SetNull();
-    m_Pool.Clear();
-    // The recursive parser is much quicker on the usual flat reply; deep nesting, which would
-    // exhaust the stack there, takes the iterative one.
-    char* text = &m_ReplyText[0];
-    if (NestsDeeperThan(text, m_ReplyText.size(), kRecursiveParseDepth))
-        m_Document.ParseInsitu<rapidjson::kParseIterativeFlag>(text);
-    else
-        m_Document.ParseInsitu<rapidjson::kParseDefaultFlags>(text);
+    m_Document.GetAllocator().Clear();
+    m_Document.ParseInsitu<rapidjson::kParseIterativeFlag>(&m_ReplyText[0]);
     bool accepted = false;
     if (!m_Document.HasParseError() && m_Document.IsObject())
     {

@@ -62,11 +62,7 @@ public:
 private:
     bool ParseReplyText();
 
-    // Each reset and each reply starts the document's memory afresh in this buffer, so a usual
-    // exchange needs no heap memory; what a large reply takes from the heap goes at the next one.
-    static constexpr size_t kPoolBufferSize = 8192;
-    alignas(8) char m_PoolBuffer[kPoolBufferSize];
-    rapidjson::MemoryPoolAllocator<> m_Pool;
+    // Each reset and each reply starts the document's memory afresh.
     rapidjson::Document m_Document;
     // The reply text the document was parsed from in place; its strings live here until the
     // next reset or reply.

@@ -12,7 +12,6 @@ namespace
 {
 constexpr uint32_t kOpCabinetNumber = 0xE204;
 constexpr uint32_t kMissingStatus = 22;
-constexpr size_t kKeptTextCapacity = 64 * 1024;
 
 // The cabinet number in the reply's "DA": raw bytes (little-endian), a number, or a boolean.
 // A single raw element is the number itself, not a byte: small daemons answer {"RAW": [n]}.
@@ -43,9 +42,8 @@ uint32_t CabinetNumberFromReply(const CObraRequest& reply)
 
 uint32_t CSwitchClient::Request(CObraRequest& request, uint32_t timeout)
 {
-    // Buffers kept per thread: a query costs no allocation for its texts once they have grown.
-    thread_local rapidjson::StringBuffer text;
-    thread_local std::string reply;
+    rapidjson::StringBuffer text;
+    std::string reply;
     request.Serialize(text);
     pthread_mutex_lock(&m_ClientMutex);
     uint32_t result = SendRequestOnFd(m_FdRequestChannel, text.GetString(), reply, timeout);
@@ -62,14 +60,6 @@ uint32_t CSwitchClient::Request(CObraRequest& request, uint32_t timeout)
     {
         // Parsed in place; reply gets the request's previous text buffer to be filled next time.
         request.ParseReply(reply);
-    }
-    // Do not keep what a large document needed.
-    if (reply.capacity() > kKeptTextCapacity)
-        std::string().swap(reply);
-    if (text.GetSize() > kKeptTextCapacity)
-    {
-        text.Clear();
-        text.ShrinkToFit();
     }
 
     const int slot = request.Slot();
