@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <string>
 #include <unistd.h>
@@ -136,7 +138,7 @@ TEST_F(XmlFiles, ReadsEightBitCodePages)
     ASSERT_TRUE(Load("<?xml version='1.0' encoding='windows-1252'?><m>\x80 5</m>"));
     EXPECT_EQ(m_Document.RootText(), "\xE2\x82\xAC 5");
 
-    // Undeclared bytes that are not UTF-8 are taken as the local 8-bit code page.
+    // Undeclared bytes that are not UTF-8: in the C locale of the tests, Windows-1252 first.
     ASSERT_TRUE(Load("<m>caf\xE9 \x80</m>")) << m_Document.ErrorText();
     EXPECT_EQ(m_Document.RootText(), "caf\xC3\xA9 \xE2\x82\xAC");
     EXPECT_EQ(m_Document.SourceEncoding(), "WINDOWS-1252");
@@ -145,6 +147,25 @@ TEST_F(XmlFiles, ReadsEightBitCodePages)
     ASSERT_TRUE(Load("<m>\xE9\x81</m>")) << m_Document.ErrorText();
     EXPECT_EQ(m_Document.RootText(), "\xC3\xA9\xC2\x81");
     EXPECT_EQ(m_Document.SourceEncoding(), "ISO-8859-1");
+}
+
+TEST_F(XmlFiles, UndeclaredEightBitTextIsReadInTheCodeSetOfTheCharacterTypeLocale)
+{
+    // A private ISO-8859-15 locale, where 0xA4 is the euro sign (Windows-1252 and ISO-8859-1
+    // read it as the currency sign).
+    TempDir locales;
+    const std::string command =
+        "localedef -i POSIX -f ISO-8859-15 " + locales.Path() + "/T.ISO-8859-15 2>/dev/null";
+    ASSERT_NE(std::system(command.c_str()), -1);
+    ScopedEnv path("LOCPATH", locales.Path().c_str());
+    ASSERT_NE(setlocale(LC_CTYPE, "T.ISO-8859-15"), nullptr) << "localedef could not build the locale";
+    const bool loaded = Load("<m>\xA4</m>");
+    setlocale(LC_CTYPE, "C");
+    ASSERT_TRUE(loaded) << m_Document.ErrorText();
+    EXPECT_EQ(m_Document.RootText(), "\xE2\x82\xAC");
+    EXPECT_EQ(m_Document.SourceEncoding(), "ISO-8859-15");
+    ASSERT_TRUE(Load("<m>\xA4</m>"));
+    EXPECT_EQ(m_Document.RootText(), "\xC2\xA4") << "back in the C locale";
 }
 
 TEST_F(XmlFiles, RejectsWhatIsNotOneWellFormedDocument)

@@ -20,7 +20,8 @@ public:
     // or cut off.
     static bool ToUtf8(const std::string& bytes, const std::string& from, std::string& utf8);
     // The 8-bit code pages tried, in order, for a document that declares nothing and is not
-    // UTF-8: the locale's own when it is neither ASCII nor UTF-8, then Windows-1252, then
-    // ISO-8859-1 (which takes every byte).
+    // UTF-8: the code set of the process's LC_CTYPE when it is neither ASCII nor UTF-8 (the
+    // program takes LC_CTYPE from the environment at start), then Windows-1252, then ISO-8859-1
+    // (which takes every byte).
     static std::vector<std::string> EightBitCandidates();
 };
