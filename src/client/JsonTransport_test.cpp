@@ -13,20 +13,21 @@ using namespace clienttest;
 
 namespace
 {
-// A fake clock that runs a hook before each wait, so that a test can make the peer act at an
-// exact point of the exchange without a thread.
+// A fake clock that runs a hook before each wait (given the wait and its timeout), so that a test
+// can make the peer act at an exact point of the exchange without a thread.
 class CHookClock : public CFakeClock
 {
 public:
-    explicit CHookClock(std::function<void(const struct pollfd&)> hook) : m_Hook(std::move(hook)) {}
+    using Hook = std::function<void(const struct pollfd&, int timeoutMs)>;
+    explicit CHookClock(Hook hook) : m_Hook(std::move(hook)) {}
     int Poll(struct pollfd* fds, nfds_t count, int timeoutMs) override
     {
-        m_Hook(fds[0]);
+        m_Hook(fds[0], timeoutMs);
         return CFakeClock::Poll(fds, count, timeoutMs);
     }
 
 private:
-    std::function<void(const struct pollfd&)> m_Hook;
+    Hook m_Hook;
 };
 
 // Runs the channel-init command on a socket pair whose peer answered beforehand (or hung up, for
@@ -115,6 +116,39 @@ TEST(SendRequestOnFd, GivesUpOnAnIncompleteReply)
     EXPECT_EQ(clock.ElapsedMs(), 10000u);
 }
 
+TEST(SendRequestOnFd, ReadsTheReplyAfterTenIncompleteWritePasses)
+{
+    // A peer that drains what has arrived whenever a pass asks whether it may write, and nothing
+    // while a pass waits: each pass moves one socket buffer of a request far larger than ten.
+    // The reply is already there.
+    SocketPair pair;
+    const int sendBuffer = 32 * 1024; // the kernel doubles it
+    ASSERT_EQ(setsockopt(pair.client, SOL_SOCKET, SO_SNDBUF, &sendBuffer, sizeof sendBuffer), 0);
+    const std::string reply = R"({"SIP":{"V":1,"CMD":[{"ST":0}]}})";
+    ASSERT_TRUE(WriteAll(pair.peer, Frame(reply)));
+    size_t taken = 0;
+    int drains = 0;
+    CHookClock clock(
+        [&](const struct pollfd& wait, int timeoutMs)
+        {
+            if (wait.events != POLLOUT || timeoutMs <= kPassWaitMs)
+                return;
+            ++drains;
+            char chunk[64 * 1024];
+            for (ssize_t count; (count = recv(pair.peer, chunk, sizeof chunk, MSG_DONTWAIT)) > 0;)
+                taken += static_cast<size_t>(count);
+        });
+    CScopedClock scoped(clock);
+    const std::string request(2 * 1024 * 1024, 'r');
+    std::string received;
+    EXPECT_EQ(SendRequestOnFd(pair.client, request.c_str(), received, 0), kTransportOk);
+    EXPECT_EQ(received, reply);
+    EXPECT_EQ(clock.ElapsedMs(), 10u * kPassWaitMs); // ten passes, each waiting out its second
+    EXPECT_EQ(drains, 9);                            // asked before each pass but the first
+    EXPECT_GT(taken, 0u);
+    EXPECT_LT(taken, request.size());
+}
+
 TEST(SendRequestOnFd, AcceptsAShortLengthRead)
 {
     // One byte of the length word is there when the client reads it; the rest of the frame
@@ -123,7 +157,7 @@ TEST(SendRequestOnFd, AcceptsAShortLengthRead)
     ASSERT_TRUE(WriteAll(pair.peer, std::string(1, '\x03')));
     int inputWaits = 0;
     CHookClock clock(
-        [&](const struct pollfd& wait)
+        [&](const struct pollfd& wait, int)
         {
             if (wait.events == POLLIN && ++inputWaits == 2)
                 WriteAll(pair.peer, std::string("ab\0", 3));
@@ -139,7 +173,7 @@ TEST(SendRequestOnFd, ReportsFailuresByKind)
 {
     SocketPair hangingUp; // the peer hangs up while the client waits for the reply
     CHookClock clock(
-        [&](const struct pollfd& wait)
+        [&](const struct pollfd& wait, int)
         {
             if (wait.events == POLLIN)
                 CloseFd(hangingUp.peer);

@@ -144,28 +144,30 @@ bool CConfigSpaceQuery::DecodeNumber(uint32_t& value) const
 
 bool CConfigSpaceQuery::DecodeRaw(std::vector<uint8_t>& bytes) const
 {
+    // Raw data always travels as {"RAW": ...}; a bare string, number or array in "DA" is the
+    // answer of some other kind of query and no raw data.
     const rapidjson::Value* data = FindData(m_Request);
-    if (data == nullptr)
+    if (data == nullptr || !data->IsObject())
         return false;
+    rapidjson::Value::ConstMemberIterator member = data->FindMember("RAW");
+    if (member == data->MemberEnd())
+        return false;
+    const rapidjson::Value& raw = member->value;
 
-    if (data->IsObject())
+    if (raw.IsString())
     {
-        rapidjson::Value::ConstMemberIterator raw = data->FindMember("RAW");
-        if (raw == data->MemberEnd())
-            return false;
-        if (raw->value.IsString())
-        {
-            const uint8_t* first = reinterpret_cast<const uint8_t*>(raw->value.GetString());
-            bytes.assign(first, first + raw->value.GetStringLength());
-            return true;
-        }
-        if (!raw->value.IsArray())
-            return false;
-        return RawArrayBytes(raw->value, bytes);
+        const uint8_t* first = reinterpret_cast<const uint8_t*>(raw.GetString());
+        bytes.assign(first, first + raw.GetStringLength());
+        return true;
     }
-    if (data->IsArray())
+    if (raw.IsNumber())
+        return AppendNumberBytes(raw, bytes);
+    if (!raw.IsArray())
+        return false;
+    if (!raw.Empty() && raw[0].IsString())
     {
-        for (const rapidjson::Value& element : data->GetArray())
+        // Strings: each with its terminating zero byte, and one more zero byte at the end.
+        for (const rapidjson::Value& element : raw.GetArray())
         {
             if (!element.IsString())
                 return false;
@@ -176,15 +178,8 @@ bool CConfigSpaceQuery::DecodeRaw(std::vector<uint8_t>& bytes) const
         bytes.push_back(0);
         return true;
     }
-    if (data->IsString())
-    {
-        const uint8_t* first = reinterpret_cast<const uint8_t*>(data->GetString());
-        bytes.assign(first, first + data->GetStringLength());
-        return true;
-    }
-    if (data->IsNumber())
-        return AppendNumberBytes(*data, bytes);
-    return false;
+    // Numbers: one byte each, the low 8 bits.
+    return RawArrayBytes(raw, bytes);
 }
 
 bool CConfigSpaceQuery::GetNumber(uint32_t& value, uint32_t oc, uint32_t oe, uint32_t oi)

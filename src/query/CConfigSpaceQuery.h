@@ -164,7 +164,8 @@ private:
     bool IsAnswerWellFormed() const;
     // Decodes the slot's numeric "DA"; false for any other kind.
     bool DecodeNumber(uint32_t& value) const;
-    // Decodes the slot's "DA" as raw bytes (RAW array, array of strings, string, number).
+    // Decodes the slot's "DA", which must be an object holding "RAW", as raw bytes ("RAW" an array
+    // of numbers or of strings, a string or a number).
     bool DecodeRaw(std::vector<uint8_t>& bytes) const;
     // Runs the query and reads the slot's "DA" bytes from a numeric answer.
     bool GetNumericBytes(std::vector<uint8_t>& bytes, uint32_t oc, uint32_t oe, uint32_t oi);

@@ -103,39 +103,42 @@ TEST_F(ConfigSpaceQueryTest, NumbersAreCutToTheirLow32Bits)
     }
 }
 
-TEST_F(ConfigSpaceQueryTest, RawDataDecodesEveryDeliveredForm)
+TEST_F(ConfigSpaceQueryTest, RawDataDecodesEveryFormOfTheRawMember)
 {
-    std::vector<uint8_t> bytes;
-    m_Client.Answer(0x0B10, 0, 0, FakeObraClient::Reply(R"({"RAW":[1,511,127,-2]})"));
-    ASSERT_TRUE(m_Query.GetRaw(bytes, 0x0B10, 0, 0));
-    EXPECT_EQ(bytes, (std::vector<uint8_t>{0x01, 0xFF, 0x7F, 0xFE}));
-
-    m_Client.Answer(0x0B10, 0, 0, FakeObraClient::Reply(R"({"RAW":[]})"));
-    bytes.assign(3, 0xAA);
-    EXPECT_TRUE(m_Query.GetRaw(bytes, 0x0B10, 0, 0));
-    EXPECT_TRUE(bytes.empty());
-
-    m_Client.Answer(0x0B10, 0, 0, FakeObraClient::Reply(R"(["ab","c"])"));
-    ASSERT_TRUE(m_Query.GetRaw(bytes, 0x0B10, 0, 0));
-    EXPECT_EQ(bytes, Bytes("ab\0c\0\0", 6));
-
-    m_Client.Answer(0x0B10, 0, 0, FakeObraClient::Reply("\"xyz\""));
-    ASSERT_TRUE(m_Query.GetRaw(bytes, 0x0B10, 0, 0));
-    EXPECT_EQ(bytes, Bytes("xyz", 3));
-
-    m_Client.Answer(0x0B10, 0, 0, FakeObraClient::Reply("16909060"));
-    ASSERT_TRUE(m_Query.GetRaw(bytes, 0x0B10, 0, 0));
     const uint32_t number = 0x01020304;
-    EXPECT_EQ(bytes, Bytes(reinterpret_cast<const char*>(&number), sizeof(number)));
+    const std::pair<const char*, std::vector<uint8_t>> forms[] = {
+        {R"({"RAW":[1,511,127,-2]})", {0x01, 0xFF, 0x7F, 0xFE}},
+        {R"({"RAW":[]})", {}},
+        {R"({"RAW":["ab","c"]})", Bytes("ab\0c\0\0", 6)},
+        {R"({"RAW":"xyz"})", Bytes("xyz", 3)},
+        {R"({"RAW":16909060})", Bytes(reinterpret_cast<const char*>(&number), sizeof(number))},
+    };
+    std::vector<uint8_t> bytes;
+    for (const auto& [data, expected] : forms)
+    {
+        m_Client.Answer(0x0B10, 0, 0, FakeObraClient::Reply(data));
+        bytes.assign(3, 0xAA);
+        ASSERT_TRUE(m_Query.GetRaw(bytes, 0x0B10, 0, 0)) << data;
+        EXPECT_EQ(bytes, expected) << data;
+    }
 
-    // Malformed raw answers fail and leave no bytes behind.
-    const char* malformed[] = {"{}", R"({"RAW":["a"]})", R"({"RAW":[1.5]})", R"(["a",1])", "true", nullptr};
-    for (const char* data : malformed)
+    // Without the "RAW" member no form counts, and no bytes are left behind.
+    const char* notRaw[] = {"{}",
+                            R"({"RAW":["a",1]})",
+                            R"({"RAW":[1.5]})",
+                            R"({"RAW":true})",
+                            "\"xyz\"",
+                            "16909060",
+                            R"(["ab","c"])",
+                            "[1,2]",
+                            "true",
+                            nullptr};
+    for (const char* data : notRaw)
     {
         m_Client.Answer(0x0B10, 0, 0, FakeObraClient::Reply(data));
         bytes.assign(2, 0xAA);
         EXPECT_FALSE(m_Query.GetRaw(bytes, 0x0B10, 0, 0)) << (data ? data : "(no DA)");
-        EXPECT_TRUE(bytes.empty());
+        EXPECT_TRUE(bytes.empty()) << (data ? data : "(no DA)");
     }
     m_Client.Answer(0x0B10, 0, 0, FakeObraClient::Reply(R"({"RAW":[1]})", "21"));
     EXPECT_FALSE(m_Query.GetRaw(bytes, 0x0B10, 0, 0));
