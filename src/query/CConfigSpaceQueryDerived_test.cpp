@@ -109,37 +109,3 @@ TEST_F(DerivedQueryTest, ClearDeviceWatchStatusSendsTheWriteCommandAndNeedsData)
     m_Client.FailTransport(0x180A, 0, 0, 19);
     EXPECT_FALSE(m_Query.ClearDeviceWatchStatus());
 }
-
-TEST_F(DerivedQueryTest, NamedQueriesPlaceExtensionAndIndexWhereTheyBelong)
-{
-    struct Expected
-    {
-        uint32_t Oc, Oe, Oi;
-    };
-    std::vector<uint8_t> records;
-    uint32_t watts = 0;
-    m_Query.GetAssetTag();
-    m_Query.GetRaidManagerVersion(0xAA03);
-    m_Query.GetPowerOnDuration();
-    m_Query.GetPciSlotStatus(3);
-    m_Query.GetPciSlotDesignation(4);
-    m_Query.GetMassStorageStatus();
-    m_Query.GetPhysicalDriveCount(2);
-    m_Query.GetPhysicalDriveSize(2, 5);
-    m_Query.GetLogicalDriveRaidLevel(1, 6);
-    m_Query.GetPowerSupplyCurrentPower(7, watts);
-    m_Query.GetEventLogRecords(records);
-    m_Query.GetSubGroupStatus(3, 4);
-    m_Query.GetGroupStatus(5);
-    const Expected expected[] = {
-        {0xE001, 0x0210, 0}, {0x0C00, 0xAA03, 0}, {0xE001, 0x1010, 0}, {0x1042, 0x28, 3}, {0x1043, 0x28, 4},
-        {0x1820, 3, 0},      {0x2130, 2, 0},      {0x2135, 2, 5},      {0x2155, 1, 6},    {0x0507, 0, 7},
-        {0x0B10, 0, 0},      {0x2306, 3, 4},      {0x2301, 5, 0}};
-    ASSERT_EQ(m_Client.Sent.size(), std::size(expected));
-    for (size_t i = 0; i < std::size(expected); ++i)
-    {
-        EXPECT_EQ(m_Client.Sent[i].Oc, expected[i].Oc) << i;
-        EXPECT_EQ(m_Client.Sent[i].Oe, expected[i].Oe) << i;
-        EXPECT_EQ(m_Client.Sent[i].Oi, expected[i].Oi) << i;
-    }
-}
