@@ -30,12 +30,6 @@ private:
     std::vector<std::string>* m_Destroyed;
 };
 
-class TopLevelSection : public HTMLComposite
-{
-public:
-    std::string Render() override { return RenderTopLevelFrame(); }
-};
-
 // The value of the first class attribute at or after from.
 std::string ClassAt(const std::string& html, const std::string& from = "")
 {
@@ -115,46 +109,27 @@ TEST(PanelComponentTest, RendersLinesInOrderAndDropsEmptyValues)
               panel.Render());
 }
 
-TEST(HTMLCompositeTest, FramesWrapTheChildrenInOrder)
-{
-    CollapsibleComposite section;
-    section.SetTitle("Fans & <Pumps>");
-    section.SetStatus(StatusWarning);
-    section.Add(new Probe("<first/>"));
-    section.Add(nullptr);
-    section.Add(new Probe("<second/>"));
-    EXPECT_EQ("\n    <button type=\"button\" class=\"collapsible title-text status-warning\">Fans & "
-              "<Pumps></button>"
-              "\n    <div class=\"content\"><first/><second/>\n    </div>",
-              section.Render());
-
-    HTMLComposite plain;
-    plain.SetTitle("not rendered");
-    plain.Add(new Probe("a"));
-    plain.Add(new Probe("b"));
-    EXPECT_EQ("ab", plain.Render());
-
-    TopLevelSection top;
-    top.SetTitle("System Health");
-    top.Add(new Probe("<child/>"));
-    EXPECT_EQ("\n  <button type=\"button\" class=\"title-text title-line\">System Health</button>"
-              "\n  <div class=\"content-main\"><child/>\n  </div>",
-              top.Render());
-}
-
-TEST(HTMLCompositeTest, CompositesDeleteTheirChildrenInOrderAndLeavesWhatTheyAreGiven)
+TEST(HTMLCompositeTest, ChildrenRenderInOrderAndAreDeletedInOrderByTheirComposite)
 {
     std::vector<std::string> destroyed;
     {
         CollapsibleComposite section;
-        section.Add(new Probe("one", &destroyed));
+        section.SetTitle("Fans & <Pumps>");
+        section.SetStatus(StatusWarning);
+        section.Add(new Probe("<one/>", &destroyed));
+        section.Add(nullptr);
         auto* inner = new HTMLComposite();
-        inner->Add(new Probe("two", &destroyed));
+        inner->SetTitle("not rendered");
+        inner->Add(new Probe("<two/>", &destroyed));
         section.Add(inner);
-        section.Add(new Probe("three", &destroyed));
+        section.Add(new Probe("<three/>", &destroyed));
+        EXPECT_EQ("\n    <button type=\"button\" class=\"collapsible title-text status-warning\">Fans & "
+                  "<Pumps></button>"
+                  "\n    <div class=\"content\"><one/><two/><three/>\n    </div>",
+                  section.Render());
         TableComponent table;
         table.Add(new Probe("given to a table", &destroyed));
         EXPECT_EQ((std::vector<std::string>{"given to a table"}), destroyed);
     }
-    EXPECT_EQ((std::vector<std::string>{"given to a table", "one", "two", "three"}), destroyed);
+    EXPECT_EQ((std::vector<std::string>{"given to a table", "<one/>", "<two/>", "<three/>"}), destroyed);
 }
