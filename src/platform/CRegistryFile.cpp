@@ -97,7 +97,7 @@ void ParseValueLine(const std::string& line, CRegistryNode& node)
     }
     else
         return;
-    node.SetValue(line.substr(0, equals), value);
+    node.ReplaceWithValue(line.substr(0, equals), value);
 }
 } // namespace
 

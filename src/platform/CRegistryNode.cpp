@@ -61,6 +61,19 @@ const CRegistryEntry* CRegistryNode::SetValue(const std::string& name, const CRe
     return &entry;
 }
 
+const CRegistryEntry* CRegistryNode::ReplaceWithValue(const std::string& name, const CRegistryValue& value)
+{
+    if (value.type == RegistryTypeSubkey)
+        return nullptr;
+    std::unique_ptr<CRegistryNode> replaced; // a replaced subtree is freed once the lock is released
+    CRecursiveLockGuard guard(m_Lock);
+    const size_t index = LowerBound(name);
+    CRegistryEntry& entry = Holds(index, name) ? m_Entries[index] : InsertAt(index, name);
+    replaced = std::move(entry.child);
+    entry.value = value;
+    return &entry;
+}
+
 int CRegistryNode::RemoveValue(const std::string& name)
 {
     CRecursiveLockGuard guard(m_Lock);

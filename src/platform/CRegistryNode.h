@@ -39,6 +39,9 @@ public:
     // Returns the existing subkey or creates it; nullptr when the name is held by a value or
     // the child would lie deeper than kMaxDepth.
     CRegistryNode* FindOrCreateChild(const std::string& name);
+    // Creates or replaces a value entry, replacing a subkey of that name with its whole subtree
+    // (how the file reader stores value lines: the later line wins); nullptr for a subkey type.
+    const CRegistryEntry* ReplaceWithValue(const std::string& name, const CRegistryValue& value);
     // Creates a subkey, replacing any entry of that name (how the file reader stores blocks);
     // nullptr when the child would lie deeper than kMaxDepth.
     CRegistryNode* ReplaceChild(const std::string& name);

@@ -38,14 +38,26 @@ TEST(StatusTextTables, DeliberateOdditiesAreKept)
     ExpectState(tables, CodeTable::VoltageStatus, 4, 3, "Not OK");
     ExpectState(tables, CodeTable::LogicalDriveStatus, 2, 2, "Partially Degraded");
     ExpectState(tables, CodeTable::AdapterStatus, 5, 4, "Not Manageable");
-    ExpectState(tables, CodeTable::RaidManagerStatus, 0, 0, "Unknown");
-    ExpectState(tables, CodeTable::GeneralResult, 255, 0, "Status unknown");
 
     EXPECT_EQ(tables.LookupText(CodeTable::TemperatureSensorType, 3), "In house Sensor");
     EXPECT_EQ(tables.LookupText(CodeTable::CoolingDeviceType, 3), "In-house");
     EXPECT_EQ(tables.LookupText(CodeTable::SmartState, 1), "S.M.A.R.T. Failure");
     EXPECT_EQ(tables.LookupText(CodeTable::DriveBusType, 3), "Firewire IEEE 1394");
     EXPECT_EQ(tables.LookupText(CodeTable::DriveBusType, 255), "Unknown");
+}
+
+// A page shows one RAID manager status, and no query reads the general result table; the
+// golden page covers every other entry.
+TEST(StatusTextTables, EntriesNoSinglePageShows)
+{
+    StatusTextTables tables;
+    ExpectState(tables, CodeTable::RaidManagerStatus, 0, 0, "Unknown");
+    ExpectState(tables, CodeTable::RaidManagerStatus, 1, 1, "OK");
+    ExpectState(tables, CodeTable::RaidManagerStatus, 2, 2, "Warning");
+    ExpectState(tables, CodeTable::RaidManagerStatus, 3, 3, "Error");
+    ExpectState(tables, CodeTable::GeneralResult, 0, 1, "OK");
+    ExpectState(tables, CodeTable::GeneralResult, 1, 3, "Failure");
+    ExpectState(tables, CodeTable::GeneralResult, 255, 0, "Status unknown");
 }
 
 TEST(StatusTextTables, UnknownCodesAreAddedToTheirOwnTableOnly)
