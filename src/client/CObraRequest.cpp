@@ -282,8 +282,8 @@ bool CObraRequest::ParseReply(std::string& text)
 
 bool CObraRequest::ParseReplyText()
 {
-    // The document's old strings are gone with their text; its values go with the pool. Parsing
-    // is iterative, so however deeply a reply nests it cannot exhaust the stack.
+    // The document's old strings are gone with their text; its values go with the allocator's
+    // memory. Parsing is iterative, so however deeply a reply nests it cannot exhaust the stack.
     m_Document.SetNull();
     m_Document.GetAllocator().Clear();
     m_Document.ParseInsitu<rapidjson::kParseIterativeFlag>(&m_ReplyText[0]);

@@ -58,7 +58,7 @@ uint32_t CSwitchClient::Request(CObraRequest& request, uint32_t timeout)
     }
     else
     {
-        // Parsed in place; reply gets the request's previous text buffer to be filled next time.
+        // Parsed in place: the request takes the text over, its strings point into it.
         request.ParseReply(reply);
     }
 
