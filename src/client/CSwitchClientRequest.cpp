@@ -14,7 +14,8 @@ constexpr uint32_t kOpCabinetNumber = 0xE204;
 constexpr uint32_t kMissingStatus = 22;
 
 // The cabinet number in the reply's "DA": raw bytes (little-endian), a number, or a boolean.
-// A single raw element is the number itself, not a byte: small daemons answer {"RAW": [n]}.
+// A single raw element is read as the number itself (not cut to a byte); two or more elements are
+// the bytes of a little-endian number.
 uint32_t CabinetNumberFromReply(const CObraRequest& reply)
 {
     const rapidjson::Value* member = GetCommandData(reply, 0);

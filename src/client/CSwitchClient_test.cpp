@@ -195,6 +195,7 @@ TEST_F(SimulatedDaemonTest, CabinetNumberComesInEveryForm)
     const uint32_t kFailed = 0xDEAD; // left as it was
     const std::pair<const char*, uint32_t> answers[] = {
         {R"("DA": {"RAW":[7]})", 7u},
+        {R"("DA": {"RAW":[300]})", 300u}, // one element is the number, not a byte
         {R"("DA": {"RAW":[1,2]})", 0x0201u},
         {R"("DA": {"RAW":[1,2,3]})", 0x030201u},
         {R"("DA": {"RAW":[1,2,3,4,5]})", 0x04030201u},
