@@ -187,3 +187,13 @@ TEST(ConfigSpaceQueryUnbound, GivesNeutralValuesAndStillKnowsItsCodeTables)
     // Nothing was written into the request document.
     EXPECT_EQ(query.Request().Serialize(), R"({"SIP":{"V":1,"CMD":[]}})");
 }
+
+// The two system texts that the report never asks for, so the golden run cannot cover them.
+TEST_F(ConfigSpaceQueryTest, SystemTextsOutsideTheReportUseTheirOwnCodes)
+{
+    m_Client.Answer(0x0931, 0, 0, FakeObraClient::Reply("\"text 0931\""));
+    m_Client.Answer(0x0930, 0, 0, FakeObraClient::Reply("\"text 0930\""));
+    EXPECT_EQ(m_Query.GetSystemText0931(), "text 0931");
+    EXPECT_EQ(m_Query.GetSystemText0930(), "text 0930");
+    EXPECT_EQ(m_Client.Sent.size(), 2u);
+}
