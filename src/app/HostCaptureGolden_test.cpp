@@ -111,8 +111,13 @@ std::string DescribeRequests(const std::vector<std::string>& logLines)
             text += "document " + line + "\n";
             continue;
         }
+        // Further commands of the same request are marked, so that a change of batching shows.
+        const char* mark = "";
         for (const auto& command : commands->GetArray())
-            text += DescribeCommand(command) + "\n";
+        {
+            text += mark + DescribeCommand(command) + "\n";
+            mark = "  + ";
+        }
     }
     return text;
 }
