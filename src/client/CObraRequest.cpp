@@ -1,5 +1,8 @@
 #include "CObraRequest.h"
 
+#include "CDebug.h"
+#include "ReplyValueBudget.h"
+
 #include <rapidjson/writer.h>
 
 #include <cstdlib>
@@ -238,11 +241,22 @@ CObraRequest::CObraRequest(int slot)
     Reset();
 }
 
+bool CObraRequest::DropLargeReply()
+{
+    if (m_ReplyText.capacity() <= kKeptReplyCapacity)
+        return false;
+    Reset();
+    return true;
+}
+
 void CObraRequest::Reset()
 {
-    // Nothing of the old content is used again, so its memory can go at once.
+    // Nothing of the old content is used again, so its memory can go at once; a large reply text
+    // goes too (a small one is kept to be filled again).
     m_Document.SetNull();
     m_Pool.Clear();
+    if (m_ReplyText.capacity() > kKeptReplyCapacity)
+        std::string().swap(m_ReplyText);
     m_Document.SetObject();
     auto& allocator = m_Document.GetAllocator();
     rapidjson::Value sip(rapidjson::kObjectType);
@@ -341,6 +355,15 @@ bool CObraRequest::ParseReplyText()
     // The recursive parser is much quicker on the usual flat reply; deep nesting, which would
     // exhaust the stack there, takes the iterative one.
     char* text = &m_ReplyText[0];
+    if (ReplyValueBudget::ExceedsValues(text, m_ReplyText.size(), ReplyValueBudget::kMaxReplyValues))
+    {
+        g_Debug.Print(1,
+                      "\nCObraRequest::ParseReply: reply of %zu bytes holds more than %zu values - refused",
+                      m_ReplyText.size(), ReplyValueBudget::kMaxReplyValues);
+        std::string().swap(m_ReplyText);
+        Reset();
+        return false;
+    }
     if (NestsDeeperThan(text, m_ReplyText.size(), kRecursiveParseDepth))
         m_Document.ParseInsitu<rapidjson::kParseIterativeFlag>(text);
     else

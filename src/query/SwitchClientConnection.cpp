@@ -60,4 +60,7 @@ void ReleaseSwitchClient(CConfigSpaceQuery& query)
     }
     query.Unbind();
     query.m_Tables.reset();
+    // The last answer is of no use after the release; a large one would otherwise stay in memory
+    // while the rest of the report is built.
+    query.Request().DropLargeReply();
 }
