@@ -56,10 +56,12 @@ std::unique_ptr<TableComponent> BuildMemoryModuleTable(CConfigSpaceQuery& query)
         std::string socket = HtmlText::FromDaemon(query.GetMemoryModuleDesignation(i));
         std::string size = CellFormat::MemorySize(query.GetMemoryModuleSize(i));
         // The joining blank is always there, so a module without type texts shows a blank cell.
-        std::string type = query.GetMemoryModuleTypeFirst(i);
+        // Each part enters the page on its own (the same text as the joined one, as no UTF-8
+        // sequence spans the blank), so two huge parts are never joined in memory.
+        std::string type = HtmlText::FromDaemon(query.GetMemoryModuleTypeFirst(i));
         type += ' ';
-        type += query.GetMemoryModuleTypeSecond(i);
-        table->AddRow(head, {std::move(socket), std::move(size), HtmlText::FromDaemon(type)});
+        type += HtmlText::FromDaemon(query.GetMemoryModuleTypeSecond(i));
+        table->AddRow(head, {std::move(socket), std::move(size), std::move(type)});
     }
     limit.AddLeftOutRow(*table, 3);
     return table;
