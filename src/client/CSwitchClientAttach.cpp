@@ -82,6 +82,12 @@ bool CSwitchClient::Attach(const char* serverName)
 
 bool CSwitchClient::AttachFirstReference()
 {
+    if (CCancellation::IsRequested())
+    {
+        // A run that is asked to stop opens no new channel: that would be one more request.
+        g_Debug.Print(2, "\nCSwitchClient::Attach: run is stopping - not attaching");
+        return false;
+    }
     g_Debug.Print(4, "\nCSwitchClient::Attach: Checking for service installed and running...");
     if (!FindInstalledService())
     {
