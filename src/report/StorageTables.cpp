@@ -46,8 +46,10 @@ std::unique_ptr<TableComponent> BuildAdapterTable(CConfigSpaceQuery& query, uint
     for (const uint32_t index : indexes)
     {
         const RowHead head = CellFormat::RowHeadFromCoded(query.GetAdapterStatus(index));
-        table->AddRow(head, {HtmlText::FromDaemon(query.GetAdapterDesignation(index)),
-                             HtmlText::FromDaemon(query.GetAdapterLocation(index))});
+        // One statement per daemon text: the raw answer is gone before the next one is read.
+        std::string designation = HtmlText::FromDaemon(query.GetAdapterDesignation(index));
+        std::string location = HtmlText::FromDaemon(query.GetAdapterLocation(index));
+        table->AddRow(head, {std::move(designation), std::move(location)});
     }
     limit.AddLeftOutRow(*table, 2);
     return table;
