@@ -81,6 +81,7 @@ public:
     //   drop-events             hang up every event channel (clients must register again)
     //   channels                number of registered event channels
     //   wait-channels <n> [ms]  wait until at least n event channels are registered
+    //   wait-stalls <n> [ms]    wait until at least n requests were taken and never answered
     //   requests                number of requests received so far
     // The push commands answer "ok <channels reached>" after every byte was written.
     std::string Control(const std::string& line) const;

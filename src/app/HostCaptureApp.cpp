@@ -1,14 +1,17 @@
 #include "HostCaptureApp.h"
 
+#include "BrowserLauncher.h"
 #include "CConfigSpaceQuery.h"
 #include "CDebug.h"
 #include "CFile.h"
 #include "Clock.h"
 #include "CmdLineOptions.h"
 #include "HostCapture.h"
+#include "StopSignals.h"
 #include "SwitchClientConnection.h"
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,22 +26,35 @@ const char kClearStatusKey[] = "clearstatus";
 const char kAutoStartKey[] = "autostart";
 const char kHelpKey[] = "?";
 
+// Every message for the user goes out at once: the run may wait a long time for the daemon, and
+// whoever follows it through a pipe or a log must see where it is (stdout is not a terminal
+// there, so it would otherwise sit in the buffer until the end).
+void PrintMessage(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void PrintMessage(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vprintf(format, arguments);
+    va_end(arguments);
+    fflush(stdout);
+}
+
 int ReportWriteFailure(const std::string& name)
 {
-    printf("\n!! Failed to write HTML file \"%s\"! (Error %s)\n", name.c_str(), strerror(errno));
+    PrintMessage("\n!! Failed to write HTML file \"%s\"! (Error %s)\n", name.c_str(), strerror(errno));
     return -1;
 }
 
 void ClearDeviceWatchStatus()
 {
-    printf("\nClearing Device Watch status for all components...");
+    PrintMessage("\nClearing Device Watch status for all components...");
     CConfigSpaceQuery query;
     // Without a daemon the query object stays unbound and the clear simply reports failure.
     ConnectSwitchClient(query);
     if (query.ClearDeviceWatchStatus())
-        printf("\nStatus clear success.");
+        PrintMessage("\nStatus clear success.");
     else
-        printf("\nStatus clear failed.");
+        PrintMessage("\nStatus clear failed.");
     ReleaseSwitchClient(query);
 }
 } // namespace
@@ -89,37 +105,40 @@ int HostCaptureApp::Run(int argc, char** argv)
     if (options.Find(kClearStatusKey))
         ClearDeviceWatchStatus();
 
-    printf("\nGenerating HTML report...");
+    PrintMessage("\nGenerating HTML report...");
     auto document = std::make_unique<HostCapture>();
     std::string page = document->Render();
 
     if (fileName.empty() || !CFile::WriteTextFile(fileName, page))
         return ReportWriteFailure(fileName);
 
-    printf("\nSuccessfuly write HTML file \"%s\"\n", fileName.c_str());
-    if (options.Find(kAutoStartKey))
+    PrintMessage("\nSuccessfuly write HTML file \"%s\"\n", fileName.c_str());
+    // A run stopped by a signal has written what it had; it opens no browser and tells the
+    // caller by its exit status that the page is incomplete.
+    const int stoppedStatus = StopSignals::ExitStatus();
+    if (stoppedStatus != 0)
     {
-        std::string command = "xdg-open \"" + fileName + "\"";
-        // The browser's own output must come after ours.
-        fflush(stdout);
-        int ignored = system(command.c_str());
-        (void)ignored;
+        g_Debug.Print(1, "\nHostCaptureApp::Run: run stopped by signal %d - page written with what was read",
+                      stoppedStatus - 128);
+        return stoppedStatus;
     }
+    if (options.Find(kAutoStartKey))
+        BrowserLauncher::Open(fileName);
     return 0;
 }
 
 void HostCaptureApp::PrintHelp()
 {
-    printf("\nSyntax:");
-    printf("\nHostCapture");
-    printf("\nHostCapture           generates HTML output file HostCapture_<timestamp>.html");
-    printf("\n");
-    printf("\n   -output [file name]   generates HTML output file [file name]");
-    printf("\n   -clearstatus          clears Device Watch status and generates HTML output file "
-           "HostCapture_<timestamp>.html");
-    printf("\n   -autostart             starts default browser after generating the HTML report");
-    printf("\n   -?                    shows this help");
-    printf("\n");
+    PrintMessage("\nSyntax:");
+    PrintMessage("\nHostCapture");
+    PrintMessage("\nHostCapture           generates HTML output file HostCapture_<timestamp>.html");
+    PrintMessage("\n");
+    PrintMessage("\n   -output [file name]   generates HTML output file [file name]");
+    PrintMessage("\n   -clearstatus          clears Device Watch status and generates HTML output file "
+                 "HostCapture_<timestamp>.html");
+    PrintMessage("\n   -autostart             starts default browser after generating the HTML report");
+    PrintMessage("\n   -?                    shows this help");
+    PrintMessage("\n");
 }
 
 std::string HostCaptureApp::GetDefaultFileName()
@@ -166,6 +185,7 @@ int RunHostCapture(int argc, char** argv)
                 g_Debug.Print(2, "\nHostCapture           :   Arg %d: \"%s\"", i, argv[i]);
         }
     }
+    StopSignals::Install();
     HostCaptureApp app;
     return app.Run(argc, argv);
 }

@@ -171,11 +171,19 @@ TEST_F(HostCaptureDriverTest, AutostartOpensTheWrittenReportWithXdgOpen)
     const char* path = getenv("PATH");
     std::string searchPath = tools.Path() + "/bin:" + (path != nullptr ? path : "/usr/bin:/bin");
 
-    ProgramRun result = Run({"-autostart", "-output", "my report.html"}, searchPath);
-    EXPECT_EQ(0, result.exitStatus);
-    EXPECT_EQ("1\n[my report.html]\n<!DOCTYPE html>", ReadFile(record));
-    EXPECT_TRUE(EndsWith(result.output, Written("my report.html") + "opened-by-fake-xdg-open\n"))
-        << result.output;
+    // The name reaches xdg-open as its one argument, exactly as given: no shell sees it.
+    for (const std::string name :
+         {"my report.html", "a\"b$(touch ran-1).html", "x'; touch ran-2; '.html", "c`touch ran-3`;d&&e.html"})
+    {
+        SCOPED_TRACE(name);
+        remove(record.c_str());
+        ProgramRun result = Run({"-autostart", "-output", name}, searchPath);
+        EXPECT_EQ(0, result.exitStatus);
+        EXPECT_EQ("1\n[" + name + "]\n<!DOCTYPE html>", ReadFile(record));
+        EXPECT_TRUE(EndsWith(result.output, Written(name) + "opened-by-fake-xdg-open\n")) << result.output;
+    }
+    for (const char* ran : {"ran-1", "ran-2", "ran-3"})
+        EXPECT_FALSE(std::filesystem::exists(m_WorkDir.Path() + "/" + ran)) << ran;
 
     remove(record.c_str());
     EXPECT_EQ(0, Run({"-output", "quiet.html"}, searchPath).exitStatus);

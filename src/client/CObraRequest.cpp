@@ -1,6 +1,8 @@
 #include "CObraRequest.h"
 
+#include "CDebug.h"
 #include "ObraValue.h"
+#include "ReplyValueBudget.h"
 
 #include <rapidjson/writer.h>
 
@@ -188,11 +190,22 @@ CObraRequest::CObraRequest(int slot) : m_Slot(slot)
     Reset();
 }
 
+bool CObraRequest::DropLargeReply()
+{
+    if (m_ReplyText.capacity() <= kKeptReplyCapacity)
+        return false;
+    Reset();
+    return true;
+}
+
 void CObraRequest::Reset()
 {
-    // Nothing of the old content is used again, so its memory can go at once.
+    // Nothing of the old content is used again, so its memory can go at once; a large reply text
+    // goes too (a small one is kept to be filled again).
     m_Document.SetNull();
     m_Document.GetAllocator().Clear();
+    if (m_ReplyText.capacity() > kKeptReplyCapacity)
+        std::string().swap(m_ReplyText);
     m_Document.SetObject();
     auto& allocator = m_Document.GetAllocator();
     rapidjson::Value sip(rapidjson::kObjectType);
@@ -286,7 +299,17 @@ bool CObraRequest::ParseReplyText()
     // memory. Parsing is iterative, so however deeply a reply nests it cannot exhaust the stack.
     m_Document.SetNull();
     m_Document.GetAllocator().Clear();
-    m_Document.ParseInsitu<rapidjson::kParseIterativeFlag>(&m_ReplyText[0]);
+    char* text = &m_ReplyText[0];
+    if (ReplyValueBudget::ExceedsValues(text, m_ReplyText.size(), ReplyValueBudget::kMaxReplyValues))
+    {
+        g_Debug.Print(1,
+                      "\nCObraRequest::ParseReply: reply of %zu bytes holds more than %zu values - refused",
+                      m_ReplyText.size(), ReplyValueBudget::kMaxReplyValues);
+        std::string().swap(m_ReplyText);
+        Reset();
+        return false;
+    }
+    m_Document.ParseInsitu<rapidjson::kParseIterativeFlag>(text);
     bool accepted = false;
     if (!m_Document.HasParseError() && m_Document.IsObject())
     {

@@ -31,6 +31,12 @@ public:
 
     // Rebuilds the skeleton {"SIP": {"V": 1, "CMD": []}}.
     void Reset();
+    // Resets the document when its content came from a large reply (more than
+    // kKeptReplyCapacity bytes of text), so that text and tree are freed before the next
+    // exchange brings another one, and none of it travels back in the next request. True when
+    // it did. A usual reply is kept as it is.
+    bool DropLargeReply();
+    static constexpr size_t kKeptReplyCapacity = 64 * 1024;
 
     rapidjson::Document& Document() { return m_Document; }
     const rapidjson::Document& Document() const { return m_Document; }

@@ -1,7 +1,9 @@
 #include "CObraRequest.h"
+#include "ReplyValueBudget.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 namespace
@@ -125,4 +127,35 @@ TEST(CObraRequest, SizesDataByKind)
     EXPECT_EQ(GetDataType(request, 1), ObraDataType::Object);
     EXPECT_EQ(GetDataType(request, 2), ObraDataType::Number);
     EXPECT_EQ(GetDataType(request, 3), ObraDataType::None);
+}
+
+TEST(CObraRequest, RefusesRepliesWhoseTreeWouldOutgrowTheBudget)
+{
+    // Separators inside strings do not count; each ",", ":", "[" and "{" outside them does.
+    struct Case
+    {
+        const char* text;
+        size_t limit;
+        bool exceeds;
+    } cases[] = {
+        {"[1,2,3]", 3, false},        {"[1,2,3]", 2, true},           {R"(["a,b,c,d,e"])", 1, false},
+        {R"(["a\",b,c"])", 1, false}, {R"({"a":[{},{}]})", 6, false}, {R"({"a":[{},{}]})", 5, true},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(ReplyValueBudget::ExceedsValues(c.text, strlen(c.text), c.limit), c.exceeds) << c.text;
+
+    const size_t values = ReplyValueBudget::kMaxReplyValues;
+    std::string numbers;
+    numbers.reserve(2 * values + 64);
+    for (size_t i = 0; i < values - 20; ++i) // the envelope adds 14
+        numbers += "0,";
+    CObraRequest request;
+    ASSERT_TRUE(LoadCommands(request, R"({"ST":0,"DA":{"RAW":[)" + numbers + "0]}}"))
+        << "just below the bound";
+    EXPECT_TRUE(request.DropLargeReply());
+    EXPECT_EQ(request.Serialize(), kSkeleton);
+    EXPECT_FALSE(request.DropLargeReply()) << "a usual reply is kept";
+    numbers += "0,0,0,0,0,0,0,0,0,";
+    EXPECT_FALSE(LoadCommands(request, R"({"ST":0,"DA":{"RAW":[)" + numbers + "0]}}"));
+    EXPECT_EQ(request.Serialize(), kSkeleton);
 }

@@ -1,8 +1,8 @@
 // Attaching: find the installed daemon, wait for it to be ready, open the JSON request channel.
 #include "CSwitchClient.h"
 
+#include "CCancellation.h"
 #include "CDebug.h"
-#include "Clock.h"
 #include "JsonTransport.h"
 #include "SysPath.h"
 
@@ -82,6 +82,12 @@ bool CSwitchClient::Attach(const char* serverName)
 
 bool CSwitchClient::AttachFirstReference()
 {
+    if (CCancellation::IsRequested())
+    {
+        // A run that is asked to stop opens no new channel: that would be one more request.
+        g_Debug.Print(2, "\nCSwitchClient::Attach: run is stopping - not attaching");
+        return false;
+    }
     g_Debug.Print(4, "\nCSwitchClient::Attach: Checking for service installed and running...");
     if (!FindInstalledService())
     {
@@ -149,7 +155,16 @@ bool CSwitchClient::WaitForServiceAndOpenChannel()
             return false;
         }
 
-        CClock::Get().SleepMs(kReadyRetryMs);
+        // The wait for a daemon that is starting up may last ten minutes; a run that is asked to
+        // stop does not sit it out.
+        if (!CCancellation::SleepMs(kReadyRetryMs))
+        {
+            SetLastError(110);
+            g_Debug.Print(2,
+                          "\nCSwitchClient::IsServiceReady: -> run is stopping - wait for \"%s\" given up\n",
+                          nativeSocket.c_str());
+            return false;
+        }
         g_Debug.Print(3, "\nCSwitchClient::IsServiceReady: check for service \"%s\" is running...\n",
                       m_ServicePath.c_str());
         if (!IsServiceRunning(m_ServicePath))

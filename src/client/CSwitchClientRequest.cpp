@@ -1,6 +1,7 @@
 // Request exchanges of the client and the cabinet-number request it makes for itself.
 #include "CSwitchClient.h"
 
+#include "CCancellation.h"
 #include "CDebug.h"
 #include "JsonTransport.h"
 #include "ObraValue.h"
@@ -45,10 +46,21 @@ uint32_t CSwitchClient::Request(CObraRequest& request, uint32_t timeout)
 {
     rapidjson::StringBuffer text;
     std::string reply;
-    request.Serialize(text);
-    pthread_mutex_lock(&m_ClientMutex);
-    uint32_t result = SendRequestOnFd(m_FdRequestChannel, text.GetString(), reply, timeout);
-    pthread_mutex_unlock(&m_ClientMutex);
+    uint32_t result = kTransportNoChannel;
+    if (CCancellation::IsRequested())
+    {
+        // A run that is asked to stop asks the daemon nothing more: the request fails at once,
+        // like one without a channel, and the caller fills in its neutral value.
+        g_Debug.Print(2, "\nCSwitchClient::Request: run is stopping - request not sent");
+        reply.clear();
+    }
+    else
+    {
+        request.Serialize(text);
+        pthread_mutex_lock(&m_ClientMutex);
+        result = SendRequestOnFd(m_FdRequestChannel, text.GetString(), reply, timeout);
+        pthread_mutex_unlock(&m_ClientMutex);
+    }
     g_Debug.Print(4, "\nCSwitchClient::Request: reply data: %s", reply.c_str());
 
     if (result != kTransportOk)

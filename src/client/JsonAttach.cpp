@@ -1,9 +1,9 @@
 // Opening, initialising and closing a JSON channel to the daemon.
 #include "JsonTransport.h"
 
+#include "CCancellation.h"
 #include "CDebug.h"
 #include "CObraRequest.h"
-#include "Clock.h"
 #include "ObraValue.h"
 
 #include <algorithm>
@@ -102,7 +102,9 @@ int JsonAttach(const char* socketPath, const char* clientName)
         if (fd >= 0)
             break;
         int error = errno;
-        CClock::Get().SleepMs(kConnectRetryMs);
+        // A run that is stopping gives up connecting at once.
+        if (!CCancellation::SleepMs(kConnectRetryMs))
+            break;
         if (attempt % 10 == 1)
             g_Debug.Print(3, "JsonAttach: Connect to socket %s failed (thrId=0x%08X): %s --> retry #%d\n",
                           socketPath, TraceThreadId(), strerror(error), attempt);

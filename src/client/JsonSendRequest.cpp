@@ -23,7 +23,7 @@ uint32_t Failed(int fd, uint32_t result)
 // A pass that ended because the terminate descriptor was signalled: the exchange is given up.
 bool Terminated(int fd, int terminateFd)
 {
-    if (!IsTerminateSignalled(terminateFd))
+    if (!IsWaitEnded(terminateFd))
         return false;
     g_Debug.Print(2, "SendRequestOnFd: termination signaled on fd=%d --> bail out\n", fd);
     return true;

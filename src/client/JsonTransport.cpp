@@ -1,5 +1,6 @@
 #include "JsonTransport.h"
 
+#include "CCancellation.h"
 #include "CDebug.h"
 #include "Clock.h"
 
@@ -7,6 +8,7 @@
 #include <cstddef>
 #include <cstring>
 #include <ctime>
+#include <initializer_list>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/socket.h>
@@ -72,6 +74,38 @@ bool IsTerminateSignalled(int terminateFd)
     return poll(&request, 1, 0) > 0;
 }
 
+bool IsWaitEnded(int terminateFd)
+{
+    return CCancellation::IsRequested() || IsTerminateSignalled(terminateFd);
+}
+
+namespace
+{
+// The descriptors of one wait: fd itself, then whichever of the caller's terminate descriptor and
+// the run's stop descriptor exist. Returns how many entries are in use.
+nfds_t WaitSet(struct pollfd (&set)[3], int fd, short events, int terminateFd)
+{
+    set[0] = {fd, events, 0};
+    nfds_t count = 1;
+    for (int wake : {terminateFd, CCancellation::WakeFd()})
+    {
+        if (wake >= 0)
+            set[count++] = {wake, POLLIN, 0};
+    }
+    return count;
+}
+
+bool AnyWakeReported(const struct pollfd (&set)[3], nfds_t count)
+{
+    for (nfds_t i = 1; i < count; ++i)
+    {
+        if (set[i].revents != 0)
+            return true;
+    }
+    return false;
+}
+} // namespace
+
 int IsFdReady(int fd, short pollMask, int timeoutMsec, int terminateFd)
 {
     if (fd < 0)
@@ -88,14 +122,22 @@ int IsFdReady(int fd, short pollMask, int timeoutMsec, int terminateFd)
     CClock& clock = CClock::Get();
     time_t start = clock.Now();
     int remaining = timeoutMsec;
-    struct pollfd requests[2] = {{fd, pollMask, 0}, {terminateFd, POLLIN, 0}};
+    struct pollfd requests[3];
+    const nfds_t count = WaitSet(requests, fd, pollMask, terminateFd);
     struct pollfd& request = requests[0];
-    const nfds_t count = terminateFd >= 0 ? 2 : 1;
     while (remaining >= 1)
     {
-        requests[0].revents = requests[1].revents = 0;
+        for (struct pollfd& entry : requests)
+            entry.revents = 0;
+        // A signal that stops the run interrupts this poll (EINTR below) and leaves the stop
+        // descriptor readable, so the next round ends the wait.
+        if (CCancellation::IsRequested())
+        {
+            g_Debug.Print(2, "IsFdReady: termination signaled while waiting on fd=%d\n", fd);
+            return kFdReadyTerminated;
+        }
         int ready = clock.Poll(requests, count, remaining);
-        if (ready > 0 && requests[1].revents != 0)
+        if (ready > 0 && AnyWakeReported(requests, count))
         {
             g_Debug.Print(2, "IsFdReady: termination signaled while waiting on fd=%d\n", fd);
             return kFdReadyTerminated;
@@ -161,9 +203,10 @@ bool WaitWithinPass(int fd, short events, uint64_t& deadlineMs, int terminateFd)
         deadlineMs = now + kPassWaitMs;
     if (now >= deadlineMs)
         return false;
-    struct pollfd requests[2] = {{fd, events, 0}, {terminateFd, POLLIN, 0}};
-    int ready = clock.Poll(requests, terminateFd >= 0 ? 2 : 1, static_cast<int>(deadlineMs - now));
-    return ready > 0 && requests[1].revents == 0;
+    struct pollfd requests[3];
+    const nfds_t count = WaitSet(requests, fd, events, terminateFd);
+    int ready = clock.Poll(requests, count, static_cast<int>(deadlineMs - now));
+    return ready > 0 && !AnyWakeReported(requests, count);
 }
 
 ssize_t WriteAvailable(int fd, const char* data, size_t size)

@@ -59,6 +59,9 @@ constexpr int kFdReadyTerminated = -10;
 int IsFdReady(int fd, short pollMask, int timeoutMsec, int terminateFd = -1);
 // True when the terminate descriptor is readable or its writer is gone (never for -1).
 bool IsTerminateSignalled(int terminateFd);
+// True when a wait must end early: the terminate descriptor is signalled, or the whole run is
+// stopping (CCancellation), whose descriptor every wait of this layer also watches.
+bool IsWaitEnded(int terminateFd);
 
 // Pieces of a read or write pass. A pass moves what the socket offers, then keeps moving data as
 // it becomes ready until kPassWaitMs after its first wait began: a silent peer costs each pass

@@ -101,6 +101,10 @@ uint32_t CConfigSpaceQuery::Exchange(uint32_t oc, uint32_t oe, uint32_t oi)
     if (m_Client == nullptr)
         return kNoStatus;
 
+    // A large previous answer is dropped whole before the next exchange, so that two of them
+    // never sit in memory at once; a usual one keeps its shape.
+    if (m_Request.DropLargeReply())
+        g_Debug.Print(4, "\nCConfigSpaceQuery::Exchange: large previous answer dropped");
     // The slot still holds the previous answer; start it afresh so that only this query's
     // members travel.
     rapidjson::Value& command = m_Request.CommandAtSlot();

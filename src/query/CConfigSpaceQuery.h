@@ -50,6 +50,9 @@ public:
     // Derived operations.
     bool ClearDeviceWatchStatus();
     std::vector<uint32_t> GetAdapterIndexes(uint32_t adapterClass);
+    // The same among the first maxScanned adapters only (a bound on the class queries that a
+    // huge count would cause); reported receives the daemon's count.
+    std::vector<uint32_t> GetAdapterIndexes(uint32_t adapterClass, uint32_t maxScanned, uint32_t& reported);
     CodedResult GetPhysicalDriveStatus(uint32_t adapter, uint32_t drive); // with S.M.A.R.T. override
 
     // System information.

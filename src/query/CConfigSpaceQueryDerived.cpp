@@ -2,6 +2,9 @@
 
 #include "CDebug.h"
 
+#include <algorithm>
+#include <cstdint>
+
 namespace
 {
 constexpr uint32_t kOcClearDeviceWatchStatus = 0x180A;
@@ -39,9 +42,17 @@ bool CConfigSpaceQuery::ClearDeviceWatchStatus()
 
 std::vector<uint32_t> CConfigSpaceQuery::GetAdapterIndexes(uint32_t adapterClass)
 {
+    uint32_t reported = 0;
+    return GetAdapterIndexes(adapterClass, UINT32_MAX, reported);
+}
+
+std::vector<uint32_t> CConfigSpaceQuery::GetAdapterIndexes(uint32_t adapterClass, uint32_t maxScanned,
+                                                           uint32_t& reported)
+{
     std::vector<uint32_t> indexes;
     const uint32_t wantedClass = adapterClass & 0xFF;
-    const uint32_t count = GetNumber(kOcAdapterCount, 0, 0);
+    reported = GetNumber(kOcAdapterCount, 0, 0);
+    const uint32_t count = std::min(reported, maxScanned);
     for (uint32_t index = 0; index < count; ++index)
     {
         if (GetNumber(kOcAdapterClass, 0, index) == wantedClass)

@@ -58,4 +58,7 @@ void ReleaseSwitchClient(CConfigSpaceQuery& query)
         static_cast<CSwitchClient*>(query.m_Client)->DetachWithoutLock();
     query.Unbind();
     query.m_Tables.reset();
+    // The last answer is of no use after the release; a large one would otherwise stay in memory
+    // while the rest of the report is built.
+    query.Request().DropLargeReply();
 }

@@ -3,6 +3,7 @@
 #include "CConfigSpaceQuery.h"
 #include "CellFormat.h"
 #include "HtmlText.h"
+#include "RowLimit.h"
 
 #include <string>
 
@@ -28,7 +29,8 @@ namespace BoardTables
 std::unique_ptr<TableComponent> BuildVoltageTable(CConfigSpaceQuery& query)
 {
     auto table = NewTable({"Status", "Designation", "Current (V)", "Minimum (V)", "Maximum (V)"});
-    const uint32_t count = query.GetVoltageCount();
+    RowLimit limit("Voltages");
+    const uint32_t count = limit.Take("voltage sensors (0x0520)", query.GetVoltageCount());
     for (uint32_t i = 0; i < count; ++i)
     {
         const RowHead head = CellFormat::RowHeadFromCoded(query.GetVoltageStatus(i));
@@ -39,31 +41,37 @@ std::unique_ptr<TableComponent> BuildVoltageTable(CConfigSpaceQuery& query)
                       {std::move(designation), std::move(current), CellFormat::ThresholdMinimum(thresholds),
                        CellFormat::ThresholdMaximum(thresholds)});
     }
+    limit.AddLeftOutRow(*table, 4);
     return table;
 }
 
 std::unique_ptr<TableComponent> BuildMemoryModuleTable(CConfigSpaceQuery& query)
 {
     auto table = NewTable({"Status", "Socket", "Size (GByte)", "Type"});
-    const uint32_t count = query.GetMemoryModuleCount();
+    RowLimit limit("Memory Modules");
+    const uint32_t count = limit.Take("memory modules (0x0700)", query.GetMemoryModuleCount());
     for (uint32_t i = 0; i < count; ++i)
     {
         const RowHead head = CellFormat::RowHeadFromCoded(query.GetMemoryModuleStatus(i));
         std::string socket = HtmlText::FromDaemon(query.GetMemoryModuleDesignation(i));
         std::string size = CellFormat::MemorySize(query.GetMemoryModuleSize(i));
         // The joining blank is always there, so a module without type texts shows a blank cell.
-        std::string type = query.GetMemoryModuleTypeFirst(i);
+        // Each part enters the page on its own (the same text as the joined one, as no UTF-8
+        // sequence spans the blank), so two huge parts are never joined in memory.
+        std::string type = HtmlText::FromDaemon(query.GetMemoryModuleTypeFirst(i));
         type += ' ';
-        type += query.GetMemoryModuleTypeSecond(i);
-        table->AddRow(head, {std::move(socket), std::move(size), HtmlText::FromDaemon(type)});
+        type += HtmlText::FromDaemon(query.GetMemoryModuleTypeSecond(i));
+        table->AddRow(head, {std::move(socket), std::move(size), std::move(type)});
     }
+    limit.AddLeftOutRow(*table, 3);
     return table;
 }
 
 std::unique_ptr<TableComponent> BuildProcessorTable(CConfigSpaceQuery& query)
 {
     auto table = NewTable({"Status", "Socket", "Type", "Current Frequency (GHz)"});
-    const uint32_t count = query.GetProcessorCount();
+    RowLimit limit("System Processors");
+    const uint32_t count = limit.Take("processors (0x0600)", query.GetProcessorCount());
     for (uint32_t i = 0; i < count; ++i)
     {
         const RowHead head = CellFormat::RowHeadFromCoded(query.GetProcessorStatus(i));
@@ -72,25 +80,29 @@ std::unique_ptr<TableComponent> BuildProcessorTable(CConfigSpaceQuery& query)
         std::string frequency = CellFormat::Gigahertz(query.GetProcessorFrequency(i));
         table->AddRow(head, {std::move(socket), std::move(type), std::move(frequency)});
     }
+    limit.AddLeftOutRow(*table, 3);
     return table;
 }
 
 std::unique_ptr<TableComponent> BuildPciSlotTable(CConfigSpaceQuery& query)
 {
     auto table = NewTable({"Status", "Designation"});
-    const uint32_t count = query.GetPciSlotCount();
+    RowLimit limit("PCI Slots");
+    const uint32_t count = limit.Take("PCI slots (0x1480)", query.GetPciSlotCount());
     for (uint32_t i = 0; i < count; ++i)
     {
         const RowHead head = CellFormat::RowHeadFromCoded(query.GetPciSlotStatus(i));
         table->AddRow(head, {HtmlText::FromDaemon(query.GetPciSlotDesignation(i))});
     }
+    limit.AddLeftOutRow(*table, 1);
     return table;
 }
 
 std::unique_ptr<TableComponent> BuildPowerSupplyTable(CConfigSpaceQuery& query)
 {
     auto table = NewTable({"Status", "Designation", "Nominal Power (W)", "Current Power (W)"});
-    const uint32_t count = query.GetPowerSupplyCount();
+    RowLimit limit("Power Supply Units");
+    const uint32_t count = limit.Take("power supplies (0x0500)", query.GetPowerSupplyCount());
     for (uint32_t i = 0; i < count; ++i)
     {
         const RowHead head = CellFormat::RowHeadFromCoded(query.GetPowerSupplyStatus(i));
@@ -102,6 +114,7 @@ std::unique_ptr<TableComponent> BuildPowerSupplyTable(CConfigSpaceQuery& query)
         table->AddRow(head, {std::move(designation), PowerCell(nominalAnswered, nominalWatts),
                              PowerCell(currentAnswered, currentWatts)});
     }
+    limit.AddLeftOutRow(*table, 3);
     return table;
 }
 } // namespace BoardTables

@@ -3,6 +3,7 @@
 #include "CConfigSpaceQuery.h"
 #include "CellFormat.h"
 #include "HtmlText.h"
+#include "RowLimit.h"
 
 #include <string>
 
@@ -15,7 +16,8 @@ std::unique_ptr<TableComponent> BuildCoolingDeviceTable(CConfigSpaceQuery& query
     table->AddColumn("Designation");
     table->AddColumn("Type");
     table->AddColumn("RPM");
-    const uint32_t count = query.GetCoolingDeviceCount();
+    RowLimit limit("Cooling Devices");
+    const uint32_t count = limit.Take("cooling devices (0x0300)", query.GetCoolingDeviceCount());
     for (uint32_t i = 0; i < count; ++i)
     {
         const RowHead head = CellFormat::RowHeadFromCoded(query.GetCoolingDeviceStatus(i));
@@ -24,6 +26,7 @@ std::unique_ptr<TableComponent> BuildCoolingDeviceTable(CConfigSpaceQuery& query
         std::string speed = CellFormat::Unsigned(query.GetCoolingDeviceSpeed(i));
         table->AddRow(head, {std::move(designation), std::move(type), std::move(speed)});
     }
+    limit.AddLeftOutRow(*table, 3);
     return table;
 }
 
@@ -35,7 +38,8 @@ std::unique_ptr<TableComponent> BuildTemperatureTable(CConfigSpaceQuery& query)
     table->AddColumn("Sensor Type");
     table->AddColumn("Temperature (\xC2\xB0"
                      "C)");
-    const uint32_t count = query.GetTemperatureSensorCount();
+    RowLimit limit("Temperature");
+    const uint32_t count = limit.Take("temperature sensors (0x0400)", query.GetTemperatureSensorCount());
     for (uint32_t i = 0; i < count; ++i)
     {
         const RowHead head = CellFormat::RowHeadFromCoded(query.GetTemperatureSensorStatus(i));
@@ -44,6 +48,7 @@ std::unique_ptr<TableComponent> BuildTemperatureTable(CConfigSpaceQuery& query)
         std::string degrees = CellFormat::Unsigned(query.GetTemperature(i));
         table->AddRow(head, {std::move(designation), std::move(type), std::move(degrees)});
     }
+    limit.AddLeftOutRow(*table, 3);
     return table;
 }
 } // namespace EnvironmentTables

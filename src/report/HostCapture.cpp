@@ -2,6 +2,7 @@
 
 #include "HostCaptureHealth.h"
 #include "HostCaptureInformation.h"
+#include "PageTextBudget.h"
 #include "ReportTemplate.h"
 
 HostCapture::~HostCapture() = default;
@@ -9,6 +10,7 @@ HostCapture::~HostCapture() = default;
 std::string HostCapture::Render()
 {
     SetTitle("Host Capture");
+    PageTextBudget::Start();
 
     // The health block attaches in its constructor; the information section queries while it
     // renders. Both share the one reference-counted connection.

@@ -140,5 +140,7 @@ std::string HostCaptureHealth::Render()
     Add(BuildSystemBoard(m_Query).release());
     Add(BuildNetwork(m_Query).release());
     Add(BuildEventLog(m_Query).release());
+    // Everything is read: a large last answer need not stay while the page is rendered.
+    m_Query.Request().DropLargeReply();
     return RenderTopLevelFrame();
 }

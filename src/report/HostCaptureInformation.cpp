@@ -99,6 +99,8 @@ std::string HostCaptureInformation::Render()
     software.AddDaemonValue(GetServiceDisplayName(m_Query), m_Query.GetManagementSoftwareVersion());
     software.AddTo(*this);
 
+    // Everything is read: a large last answer need not stay while the rest of the page is built.
+    m_Query.Request().DropLargeReply();
     return RenderTopLevelFrame();
 }
 

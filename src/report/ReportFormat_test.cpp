@@ -3,6 +3,7 @@
 #include "FakeObraClient.h"
 #include "HostCaptureInformation.h"
 #include "HtmlText.h"
+#include "PageTextBudget.h"
 
 #include <gtest/gtest.h>
 
@@ -72,4 +73,45 @@ TEST(HtmlText, EscapesMarkupAndRepairsUtf8)
     EXPECT_EQ(HtmlText::RepairUtf8("\xED\xA0\x80"), fffd + fffd + fffd);            // surrogate
     EXPECT_EQ(HtmlText::RepairUtf8("\xF4\x90\x80\x80"), fffd + fffd + fffd + fffd); // above U+10FFFF
     EXPECT_EQ(HtmlText::RepairUtf8("ok\xE2\x82"), "ok" + fffd + fffd);              // cut off
+}
+
+TEST(HtmlText, LongDaemonTextsAreCutOnASequenceBoundaryWithAVisibleMark)
+{
+    PageTextBudget::Start();
+    const std::string a4095(4095, 'a');
+    const std::string euro = "\xE2\x82\xAC";
+    struct Case
+    {
+        std::string text, shown;
+    } cases[] = {
+        {std::string(4096, 'a'), std::string(4096, 'a')},
+        {std::string(5000, 'a'), std::string(4096, 'a') + " [cut: 904 bytes]"},
+        // A sequence across the bound goes whole into the cut part.
+        {a4095 + euro + "b", a4095 + " [cut: 4 bytes]"},
+        {std::string(4094, 'a') + euro + "b", std::string(4094, 'a') + " [cut: 4 bytes]"},
+        // The kept part is escaped like any text.
+        {"<" + std::string(4200, '&'), "&lt;" +
+                                           []
+                                           {
+                                               std::string amps;
+                                               for (int i = 0; i < 4095; ++i)
+                                                   amps += "&amp;";
+                                               return amps;
+                                           }() +
+                                           " [cut: 105 bytes]"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(HtmlText::FromDaemon(c.text), c.shown) << c.text.size();
+}
+
+TEST(HtmlText, OnceThePageBudgetIsSpentOnlyTheMarkRemains)
+{
+    PageTextBudget::Start();
+    const std::string block(PageTextBudget::kMaxTextBytes, 'x');
+    for (size_t spent = 0; spent + block.size() <= PageTextBudget::kPageBytes; spent += block.size())
+        ASSERT_EQ(HtmlText::FromDaemon(block).size(), block.size()) << spent;
+    EXPECT_EQ(HtmlText::FromDaemon("RX <9000>"), "[cut: 9 bytes]");
+    EXPECT_EQ(HtmlText::FromDaemon(""), "");
+    PageTextBudget::Start();
+    EXPECT_EQ(HtmlText::FromDaemon("RX <9000>"), "RX &lt;9000&gt;") << "a new page starts afresh";
 }

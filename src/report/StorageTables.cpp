@@ -3,6 +3,9 @@
 #include "CConfigSpaceQuery.h"
 #include "CellFormat.h"
 #include "HtmlText.h"
+#include "RowLimit.h"
+
+#include <vector>
 
 namespace
 {
@@ -34,12 +37,21 @@ std::unique_ptr<TableComponent> BuildAdapterTable(CConfigSpaceQuery& query, uint
     table->AddColumn("Status");
     table->AddColumn("Designation");
     table->AddColumn("Location");
-    for (const uint32_t index : query.GetAdapterIndexes(adapterClass))
+    // Only the adapters that fit the table are asked for their class; the others are left out
+    // unread, whichever table they would have belonged to.
+    RowLimit limit(adapterClass == kNetworkAdapterClass ? "Network Adapters" : "Mass Storage Adapters");
+    uint32_t reported = 0;
+    const std::vector<uint32_t> indexes = query.GetAdapterIndexes(adapterClass, limit.Room(), reported);
+    limit.Take("adapters (0x1800)", reported);
+    for (const uint32_t index : indexes)
     {
         const RowHead head = CellFormat::RowHeadFromCoded(query.GetAdapterStatus(index));
-        table->AddRow(head, {HtmlText::FromDaemon(query.GetAdapterDesignation(index)),
-                             HtmlText::FromDaemon(query.GetAdapterLocation(index))});
+        // One statement per daemon text: the raw answer is gone before the next one is read.
+        std::string designation = HtmlText::FromDaemon(query.GetAdapterDesignation(index));
+        std::string location = HtmlText::FromDaemon(query.GetAdapterLocation(index));
+        table->AddRow(head, {std::move(designation), std::move(location)});
     }
+    limit.AddLeftOutRow(*table, 2);
     return table;
 }
 
@@ -80,13 +92,15 @@ std::unique_ptr<TableComponent> BuildRaidAdapterTable(CConfigSpaceQuery& query)
     table->AddColumn("Status");
     table->AddColumn("ID");
     table->AddColumn("Designation");
-    const uint32_t adapterCount = query.GetRaidAdapterCount();
+    RowLimit limit("RAID Adapters");
+    const uint32_t adapterCount = limit.Take("RAID adapters (0x2110)", query.GetRaidAdapterCount());
     for (uint32_t adapter = 0; adapter < adapterCount; ++adapter)
     {
         const RowHead head = CellFormat::RowHeadFromCoded(query.GetRaidAdapterStatus(adapter));
         table->AddRow(head, {CellFormat::Unsigned(adapter),
                              HtmlText::FromDaemon(query.GetRaidAdapterDesignation(adapter))});
     }
+    limit.AddLeftOutRow(*table, 2);
     return table;
 }
 
@@ -98,10 +112,12 @@ std::unique_ptr<TableComponent> BuildRaidLogicalDriveTable(CConfigSpaceQuery& qu
     table->AddColumn("Designation");
     table->AddColumn("RAID Level");
     table->AddColumn("Size (GByte)");
-    const uint32_t adapterCount = query.GetRaidAdapterCount();
+    RowLimit limit("RAID Logical Drives");
+    const uint32_t adapterCount = limit.Visit("RAID adapters (0x2110)", query.GetRaidAdapterCount());
     for (uint32_t adapter = 0; adapter < adapterCount; ++adapter)
     {
-        const uint32_t driveCount = query.GetLogicalDriveCount(adapter);
+        const uint32_t driveCount =
+            limit.Take("logical drives (0x2150)", query.GetLogicalDriveCount(adapter));
         for (uint32_t drive = 0; drive < driveCount; ++drive)
         {
             const RowHead head = CellFormat::RowHeadFromCoded(query.GetLogicalDriveStatus(adapter, drive));
@@ -112,6 +128,7 @@ std::unique_ptr<TableComponent> BuildRaidLogicalDriveTable(CConfigSpaceQuery& qu
                                  std::move(size)});
         }
     }
+    limit.AddLeftOutRow(*table, 4);
     return table;
 }
 
@@ -124,10 +141,12 @@ std::unique_ptr<TableComponent> BuildRaidPhysicalDriveTable(CConfigSpaceQuery& q
     table->AddColumn("Designation");
     table->AddColumn("Interface");
     table->AddColumn("Size (GByte)");
-    const uint32_t adapterCount = query.GetRaidAdapterCount();
+    RowLimit limit("RAID Physical Drives");
+    const uint32_t adapterCount = limit.Visit("RAID adapters (0x2110)", query.GetRaidAdapterCount());
     for (uint32_t adapter = 0; adapter < adapterCount; ++adapter)
     {
-        const uint32_t driveCount = query.GetPhysicalDriveCount(adapter);
+        const uint32_t driveCount =
+            limit.Take("physical drives (0x2130)", query.GetPhysicalDriveCount(adapter));
         for (uint32_t drive = 0; drive < driveCount; ++drive)
         {
             const RowHead head = CellFormat::RowHeadFromCoded(query.GetPhysicalDriveStatus(adapter, drive));
@@ -139,6 +158,7 @@ std::unique_ptr<TableComponent> BuildRaidPhysicalDriveTable(CConfigSpaceQuery& q
                                  std::move(busType), std::move(size)});
         }
     }
+    limit.AddLeftOutRow(*table, 5);
     return table;
 }
 } // namespace StorageTables

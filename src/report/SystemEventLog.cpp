@@ -45,6 +45,13 @@ const std::map<uint8_t, SeverityInfo>& SeverityTable()
 std::vector<EventRecord> ParseRecords(const std::vector<uint8_t>& bytes)
 {
     std::vector<EventRecord> records;
+    ForEachRecord(bytes, [&](const EventRecord& event) { records.push_back(event); });
+    return records;
+}
+
+void ForEachRecord(const std::vector<uint8_t>& bytes, const std::function<void(const EventRecord&)>& visit)
+{
+    EventRecord event;
     size_t offset = 0;
     while (bytes.size() - offset >= kHeaderSize)
     {
@@ -53,7 +60,6 @@ std::vector<EventRecord> ParseRecords(const std::vector<uint8_t>& bytes)
         if (length < kHeaderSize || length > bytes.size() - offset)
             break;
 
-        EventRecord event;
         event.Severity = record[kSeverityOffset];
         event.Code = ReadU16(record + kCodeOffset);
         event.Timestamp = static_cast<int32_t>(ReadU32(record + kTimestampOffset));
@@ -61,11 +67,10 @@ std::vector<EventRecord> ParseRecords(const std::vector<uint8_t>& bytes)
         const size_t textSpace = length - kHeaderSize;
         const void* terminator = memchr(text, 0, textSpace);
         event.Message.assign(text, terminator ? static_cast<const char*>(terminator) - text : textSpace);
-        records.push_back(std::move(event));
+        visit(event);
 
         offset += length;
     }
-    return records;
 }
 
 std::string FormatCode(uint16_t code)
@@ -99,17 +104,16 @@ std::unique_ptr<TableComponent> BuildTable(const std::vector<uint8_t>& records)
     table->AddColumn("Message");
 
     const auto& severities = SeverityTable();
-    for (const EventRecord& event : ParseRecords(records))
-    {
+    ForEachRecord(records, [&](const EventRecord& event) {
         const auto severity = severities.find(event.Severity);
         if (severity == severities.end())
-            continue;
+            return;
         RowHead head;
         head.Status = severity->second.Status;
         head.Text = severity->second.Name;
         table->AddRow(head, {FormatCode(event.Code), HtmlText::Escape(FormatTimestamp(event.Timestamp)),
                              HtmlText::FromDaemon(event.Message)});
-    }
+    });
     return table;
 }
 
@@ -118,6 +122,8 @@ std::unique_ptr<TableComponent> BuildTable(CConfigSpaceQuery& query)
     std::vector<uint8_t> records;
     if (!query.GetEventLogRecords(records))
         records.clear();
+    // The bytes are all the table needs; a large answer need not stay beside them.
+    query.Request().DropLargeReply();
     return BuildTable(records);
 }
 } // namespace SystemEventLog

@@ -3,6 +3,7 @@
 #include "TableComponent.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -37,6 +38,9 @@ const std::map<uint8_t, SeverityInfo>& SeverityTable();
 
 // Walks the packed records in order, as far as they are well formed.
 std::vector<EventRecord> ParseRecords(const std::vector<uint8_t>& bytes);
+// The same walk, one record at a time: the table is built without a second copy of every
+// message beside the record bytes.
+void ForEachRecord(const std::vector<uint8_t>& bytes, const std::function<void(const EventRecord&)>& visit);
 
 // The high byte of the code moved to bits 16-23, the low byte kept, as "0x%04X".
 std::string FormatCode(uint16_t code);

@@ -3,6 +3,7 @@
 #include <rapidjson/document.h>
 
 #include <atomic>
+#include <cstddef>
 #include <string>
 
 // Misbehaviour the daemon shows when it answers one command. Several faulty commands in one
@@ -20,7 +21,8 @@ struct SimFault
     bool omitStatus = false;   // leave "ST" out of this command
     bool hasReplyText = false; // send replyText verbatim as the reply body
     std::string replyText;
-    int count = -1; // misbehave for the first count matching commands only (-1: always)
+    int count = -1;     // misbehave for the first count matching commands only (-1: always)
+    bool stall = false; // take the request and never answer; the connection stays open and silent
 };
 
 // What the daemon answers for one (OC, OE, OI). The JSON values live in the profile's document.
@@ -28,6 +30,11 @@ struct SimAnswer
 {
     const rapidjson::Value* status = nullptr; // "ST" as written (a number, or a string such as "0x0")
     const rapidjson::Value* data = nullptr;   // "DA"; null pointer: no "DA" in the reply
+    // "repeat": "DA" is a string of repeatBytes bytes made by repeating repeatText, built when
+    // answering so that a profile need not hold megabytes of text.
+    bool hasRepeat = false;
+    std::string repeatText;
+    size_t repeatBytes = 0;
     bool hasFault = false;
     SimFault fault;
     mutable std::atomic<int> faultUses{0};

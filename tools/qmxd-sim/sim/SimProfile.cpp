@@ -4,10 +4,12 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 namespace
@@ -136,6 +138,17 @@ bool SimProfile::Parse(const std::string& text, std::string& error)
             if (!ParseEvents(value, error))
                 return false;
         }
+        else if (name == "counts")
+        {
+            if (!value.IsUint())
+            {
+                error = "\"counts\": expected a number from 0 to 4294967295";
+                return false;
+            }
+            m_CountData.SetUint(value.GetUint());
+            m_CountAnswer.data = &m_CountData;
+            m_HasCounts = true;
+        }
         else if (name == "push_on_register")
         {
             if (!GetBool("\"push_on_register\"", value, m_PushOnRegister, error))
@@ -237,6 +250,11 @@ bool SimProfile::ParseAnswer(const std::string& where, const rapidjson::Value& v
         }
         else if (name == "DA")
             answer.data = &member.value;
+        else if (name == "repeat")
+        {
+            if (!ParseRepeat(where + " \"repeat\"", member.value, answer, error))
+                return false;
+        }
         else if (name == "fault")
         {
             answer.hasFault = true;
@@ -287,6 +305,8 @@ bool SimProfile::ParseFault(const std::string& where, const rapidjson::Value& va
             ok = GetBool(at, item, fault.omitStatus, error);
         else if (name == "count")
             ok = GetInt(at, item, 0, INT_MAX, fault.count, error);
+        else if (name == "stall")
+            ok = GetBool(at, item, fault.stall, error);
         else if (name == "reply_text")
         {
             if (!item.IsString())
@@ -336,5 +356,35 @@ const SimAnswer* SimProfile::Find(uint32_t oc, uint32_t oe, uint32_t oi) const
         if (found != m_Answers.end())
             return &found->second;
     }
+    if (m_HasCounts && IsCountQuery(oc))
+        return &m_CountAnswer;
     return nullptr;
+}
+
+bool SimProfile::IsCountQuery(uint32_t oc)
+{
+    // The member counts the daemon reports: cooling devices, temperature sensors, power
+    // supplies, voltages, processors, memory modules, PCI slots, adapters, RAID adapters, and
+    // the physical and logical drives of a RAID adapter.
+    static const uint32_t kCounts[] = {0x0300, 0x0400, 0x0500, 0x0520, 0x0600, 0x0700,
+                                       0x1480, 0x1800, 0x2110, 0x2130, 0x2150};
+    return std::find(std::begin(kCounts), std::end(kCounts), oc) != std::end(kCounts);
+}
+
+bool SimProfile::ParseRepeat(const std::string& where, const rapidjson::Value& value, SimAnswer& answer,
+                             std::string& error)
+{
+    auto text = value.IsObject() ? value.FindMember("text") : rapidjson::Value::ConstMemberIterator();
+    auto bytes = value.IsObject() ? value.FindMember("bytes") : rapidjson::Value::ConstMemberIterator();
+    if (!value.IsObject() || value.MemberCount() != 2 || text == value.MemberEnd() ||
+        !text->value.IsString() || text->value.GetStringLength() == 0 || bytes == value.MemberEnd() ||
+        !bytes->value.IsUint())
+    {
+        error = where + ": expected {\"text\": \"<not empty>\", \"bytes\": <number>}";
+        return false;
+    }
+    answer.hasRepeat = true;
+    answer.repeatText.assign(text->value.GetString(), text->value.GetStringLength());
+    answer.repeatBytes = bytes->value.GetUint();
+    return true;
 }

@@ -48,6 +48,9 @@ private:
     bool ParseFault(const std::string& where, const rapidjson::Value& value, SimFault& fault,
                     std::string& error);
     bool ParseEvents(const rapidjson::Value& events, std::string& error);
+    static bool ParseRepeat(const std::string& where, const rapidjson::Value& value, SimAnswer& answer,
+                            std::string& error);
+    static bool IsCountQuery(uint32_t oc);
     static bool ParseKey(const std::string& text, Key& key);
 
     rapidjson::Document m_Document;
@@ -57,6 +60,10 @@ private:
     rapidjson::Value m_Cabinet;
     std::vector<std::string> m_Events;
     bool m_PushOnRegister = true;
+    // "counts": the answer of every member-count query that "answers" does not list.
+    bool m_HasCounts = false;
+    rapidjson::Value m_CountData;
+    SimAnswer m_CountAnswer;
 };
 
 // Reads "0x1A" as hexadecimal and "26" as decimal; the whole text must be a number below 2^32.

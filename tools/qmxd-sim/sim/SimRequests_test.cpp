@@ -288,3 +288,49 @@ TEST_F(SimRequestsTest, ServesManyClientsAtOnce)
     EXPECT_EQ(m_Sim.RequestLogLines().size(), static_cast<size_t>(kClients * kRounds));
 }
 } // namespace
+
+// The misbehaviour a hostile daemon shows: counts without end, texts of many megabytes, and a
+// request taken and never answered.
+TEST(SimHostileAnswers, CountsRepeatedTextsAndStalls)
+{
+    TempDir root;
+    SimProcess sim(root.Path());
+    ASSERT_TRUE(sim.StartWithProfileText(R"({"counts": 4294967295, "answers": {
+        "0x0400": {"DA": 7},
+        "0x0C00/*/*": {"repeat": {"text": "ab<", "bytes": 3000001}},
+        "0x0304/0/*": {"DA": "FAN", "fault": {"stall": true}}}})"))
+        << sim.Error();
+    const std::string socket = root.Path() + "/opt/TessmarkQDX/vital/qmxdsj";
+    auto query = [](unsigned oc, unsigned oe)
+    {
+        return "{\"SIP\":{\"V\":1,\"CMD\":[{\"OC\":" + std::to_string(oc) + ",\"OE\":" + std::to_string(oe) +
+               ",\"CA\":0}]}}";
+    };
+    SimTestClient client(socket);
+    rapidjson::Document reply;
+    const struct
+    {
+        unsigned oc, oe;
+        uint32_t count;
+    } counts[] = {{0x0300, 0, 4294967295u}, {0x2150, 5, 4294967295u}, {0x0400, 0, 7}};
+    for (const auto& c : counts)
+    {
+        client.Exchange(query(c.oc, c.oe), reply);
+        ASSERT_TRUE(reply.IsObject()) << c.oc;
+        EXPECT_EQ(reply["SIP"]["CMD"][0]["DA"].GetUint(), c.count) << c.oc;
+    }
+    client.Exchange(query(0x0301, 0), reply);
+    EXPECT_EQ(reply["SIP"]["CMD"][0]["ST"].GetUint(), 4u) << "only counts are answered by \"counts\"";
+
+    client.Exchange(query(0x0C00, 0x0608), reply);
+    ASSERT_TRUE(reply.IsObject());
+    const std::string text = reply["SIP"]["CMD"][0]["DA"].GetString();
+    EXPECT_EQ(text.size(), 3000001u);
+    EXPECT_EQ(text.substr(0, 7), "ab<ab<a");
+    EXPECT_EQ(text.substr(text.size() - 4), "ab<a") << "the last copy is cut short";
+
+    ASSERT_TRUE(client.SendFrame(query(0x0304, 0)));
+    EXPECT_EQ(sim.Control("wait-stalls 1 5000"), "ok 1");
+    EXPECT_TRUE(client.StaysSilent(200)) << "a stalled request is never answered";
+    EXPECT_EQ(sim.Control("wait-stalls 2 10"), "error timeout 1");
+}

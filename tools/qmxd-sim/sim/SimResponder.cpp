@@ -51,6 +51,16 @@ rapidjson::Value RegistrationBlock(int channelFd, rapidjson::Document::Allocator
     return data;
 }
 
+// A string of exactly repeatBytes bytes: repeatText over and over, the last copy cut short.
+rapidjson::Value RepeatedText(const SimAnswer& answer, rapidjson::Document::AllocatorType& allocator)
+{
+    std::string text;
+    text.reserve(answer.repeatBytes);
+    while (text.size() < answer.repeatBytes)
+        text.append(answer.repeatText, 0, answer.repeatBytes - text.size());
+    return rapidjson::Value(text.data(), static_cast<rapidjson::SizeType>(text.size()), allocator);
+}
+
 void MergeFault(const SimFault& fault, SimReply& reply, bool& hasVersion, int& version, bool& hasText)
 {
     reply.delayMs = std::max(reply.delayMs, fault.delayMs);
@@ -61,6 +71,7 @@ void MergeFault(const SimFault& fault, SimReply& reply, bool& hasVersion, int& v
     }
     reply.shortBy = std::max(reply.shortBy, fault.shortBy);
     reply.hangup = reply.hangup || fault.hangup;
+    reply.stall = reply.stall || fault.stall;
     if (fault.hasVersion)
     {
         hasVersion = true;
@@ -134,7 +145,9 @@ SimReply SimResponder::Answer(const std::string& requestText, int channelFd) con
 
         rapidjson::Value data;
         bool hasData = true;
-        if (answer != nullptr && answer->data != nullptr)
+        if (answer != nullptr && answer->hasRepeat)
+            data = RepeatedText(*answer, allocator);
+        else if (answer != nullptr && answer->data != nullptr)
             data.CopyFrom(*answer->data, allocator);
         else if (oc == kChannelInit)
             data = RegistrationBlock(channelFd, allocator);

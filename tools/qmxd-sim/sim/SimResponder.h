@@ -14,6 +14,7 @@ struct SimReply
     int chunks = 0;
     int chunkGapMs = 20;
     int shortBy = 0;                // promise this many bytes more than are sent, then fall silent
+    bool stall = false;             // send nothing at all, then fall silent
     bool eventRegistration = false; // the request held a channel-init command for the event channel
 };
 

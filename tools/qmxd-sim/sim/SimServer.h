@@ -62,6 +62,10 @@ private:
     size_t PushToAll(const std::string& bytes);
     size_t DropEventChannels();
     bool WaitEventChannels(size_t wanted, int timeoutMs, size_t& have);
+    // Requests taken without answer ("stall" fault): counted so that a test can wait until its
+    // client is inside the never-ending exchange.
+    void NoteStall();
+    bool WaitStalls(size_t wanted, int timeoutMs, size_t& have);
 
     // SimServerControl.cpp
     void ServeControl(const std::shared_ptr<SimConnection>& connection);
@@ -84,4 +88,5 @@ private:
     int m_ActiveThreads = 0;
     std::set<std::shared_ptr<SimConnection>> m_Connections;
     std::vector<std::shared_ptr<SimConnection>> m_EventChannels;
+    size_t m_Stalls = 0;
 };

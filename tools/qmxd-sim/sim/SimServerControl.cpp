@@ -117,6 +117,19 @@ std::string SimServer::HandleControl(const std::string& line)
             return "error timeout " + std::to_string(have);
         return "ok " + std::to_string(have);
     }
+    if (word == "wait-stalls")
+    {
+        std::string wanted, timeout;
+        SplitWord(rest, wanted, timeout);
+        long timeoutMs = 5000;
+        if (!ParseCount(wanted, 0, 1000000, number) ||
+            (!timeout.empty() && !ParseCount(timeout, 0, 600000, timeoutMs)))
+            return "error usage: wait-stalls <count> [timeout ms]";
+        size_t have = 0;
+        if (!WaitStalls(static_cast<size_t>(number), static_cast<int>(timeoutMs), have))
+            return "error timeout " + std::to_string(have);
+        return "ok " + std::to_string(have);
+    }
     if (word == "requests")
         return "ok " + std::to_string(m_Log.Count());
     return "error unknown command \"" + word + "\"";

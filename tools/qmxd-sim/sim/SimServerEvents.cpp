@@ -93,3 +93,19 @@ bool SimServer::WaitEventChannels(size_t wanted, int timeoutMs, size_t& have)
     have = m_EventChannels.size();
     return reached && !m_Stopping;
 }
+
+void SimServer::NoteStall()
+{
+    std::lock_guard<std::mutex> lock(m_Mutex);
+    ++m_Stalls;
+    m_Changed.notify_all();
+}
+
+bool SimServer::WaitStalls(size_t wanted, int timeoutMs, size_t& have)
+{
+    std::unique_lock<std::mutex> lock(m_Mutex);
+    bool reached = m_Changed.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                                      [&] { return m_Stopping || m_Stalls >= wanted; });
+    have = m_Stalls;
+    return reached && !m_Stopping;
+}

@@ -38,6 +38,11 @@ SimServer::Delivery SimServer::Deliver(SimConnection& connection, const SimReply
         return Delivery::Close;
     if (reply.hangup)
         return Delivery::Close;
+    if (reply.stall)
+    {
+        NoteStall();
+        return Delivery::Silent;
+    }
 
     std::string frame = BuildFrame(reply.text);
     if (reply.shortBy > 0)
