@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
 """Writes a qmxd-sim profile for a two-socket rack server.
 
-Without options it writes the profile to standard output. The shipped demonstration profile is
-written with:
+Without options it writes the profile to standard output. The shipped demonstration profile and
+its event-message catalogue are written with (in tools/qmxd-sim):
 
-  python3 tools/qmxd-sim/make_profile.py -o tools/qmxd-sim/profiles/demo.json
+  python3 make_profile.py -o profiles/demo.json --catalogue demo-root/opt/TessmarkQDX/bin/ERRMSG.XML
 
 Options scale the tables up for benchmarks, for example 1,000 physical drives on four RAID
 adapters and 10,000 event-log records:
 
-  python3 tools/qmxd-sim/make_profile.py --raid-adapters 4 --physical-drives 1000 --event-records 10000 -o /tmp/big.json
+  python3 make_profile.py --raid-adapters 4 --physical-drives 1000 --event-records 10000 -o /tmp/big.json
 
 Every group and section status is the worst status among its rows and sub-sections, so the
 page never shows a green section over a warning row. The output is deterministic: the same
@@ -295,6 +295,20 @@ def events():
     return [event(0x0301, 0, 2, 0, 3), event(0x0401, 0, 4, 0, 7), event(0x0501, 0, 1, 0, 1)]
 
 
+def write_catalogue(out):
+    """The event-message catalogue (ERRMSG.XML) of the demonstration system root: one text per
+    event code, the same texts the records carry."""
+    names = {INFO: "Info", MINOR: "Minor", MAJOR: "Major", CRITICAL: "Critical"}
+    out.write('<?xml version="1.0" encoding="UTF-8"?>\n')
+    out.write("<!-- Event messages of the demonstration server: one text per event code, the same texts the\n"
+              "     simulated daemon sends in its event-log records. -->\n")
+    out.write('<EventMessages version="1">\n')
+    for severity, code, text in sorted(EVENT_TEXTS, key=lambda entry: entry[1]):
+        text = text.replace("&", "&amp;").replace("<", "&lt;")
+        out.write('  <Message code="0x%04X" severity="%s">%s</Message>\n' % (code, names[severity], text))
+    out.write("</EventMessages>\n")
+
+
 def write(profile, out):
     """One answer per line keeps the file easy to read and to edit by hand."""
     out.write("{\n")
@@ -321,6 +335,8 @@ def main():
                         help="physical drives, spread evenly over the RAID adapters (default 10)")
     parser.add_argument("--event-records", type=int, default=300, metavar="N", help="event-log records (default 300)")
     parser.add_argument("-o", "--output", metavar="FILE", help="output file (default: standard output)")
+    parser.add_argument("--catalogue", metavar="FILE",
+                        help="also write the event-message catalogue (ERRMSG.XML) with the event texts")
     options = parser.parse_args()
     if options.raid_adapters < 1 or options.physical_drives < 0 or options.event_records < 0:
         parser.error("counts must not be negative and at least one RAID adapter is needed")
@@ -348,6 +364,9 @@ def main():
             write(profile, out)
     else:
         write(profile, sys.stdout)
+    if options.catalogue:
+        with open(options.catalogue, "w") as out:
+            write_catalogue(out)
 
 
 if __name__ == "__main__":
