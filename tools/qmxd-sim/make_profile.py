@@ -1,17 +1,19 @@
 #!/usr/bin/env python3
 """Writes a qmxd-sim profile for a two-socket rack server.
 
-Without options it writes the shipped demonstration profile (profiles/demo.json):
+Without options it writes the profile to standard output. The shipped demonstration profile and
+its event-message catalogue are written with (in tools/qmxd-sim):
 
-    python3 tools/qmxd-sim/make_profile.py -o tools/qmxd-sim/profiles/demo.json
+  python3 make_profile.py -o profiles/demo.json --catalogue demo-root/opt/TessmarkQDX/bin/ERRMSG.XML
 
 Options scale the tables up for benchmarks, for example 1,000 physical drives on four RAID
 adapters and 10,000 event-log records:
 
-    python3 tools/qmxd-sim/make_profile.py --raid-adapters 4 --physical-drives 1000 \
-        --event-records 10000 -o /tmp/big.json
+  python3 make_profile.py --raid-adapters 4 --physical-drives 1000 --event-records 10000 -o /tmp/big.json
 
-The output is deterministic: the same options give the same file.
+Every group and section status is the worst status among its rows and sub-sections, so the
+page never shows a green section over a warning row. The output is deterministic: the same
+options give the same file.
 """
 
 import argparse
@@ -21,6 +23,13 @@ import sys
 
 # Report status numbers as the daemon sends them for groups and sub-groups.
 NORMAL, WARNING, ERROR = 1, 2, 3
+NOT_COUNTED = 0  # empty slots, disabled devices: they neither raise nor lower a section
+
+
+def worst(statuses):
+    """The section status over its rows and sub-sections: error > warning > normal."""
+    counted = [s for s in statuses if s != NOT_COUNTED]
+    return max(counted) if counted else NORMAL
 
 # The event log's severity bytes.
 INFO, MINOR, MAJOR, CRITICAL = 0, 1, 2, 3
@@ -71,16 +80,21 @@ def system_information(p):
     p.answer(0x180A, 0, 0, 1)                          # clearing the status is acknowledged
 
 
-def group_statuses(p, mass_storage):
-    for group, status in ((0, WARNING), (1, NORMAL), (2, mass_storage), (3, NORMAL), (5, NORMAL)):
-        p.number(0x2301, status, group)
-    subgroups = {(0, 0): WARNING, (0, 2): NORMAL, (1, 0): NORMAL, (3, 0): NORMAL,
-                 (3, 1): NORMAL, (3, 2): NORMAL, (3, 4): NORMAL, (5, 0): NORMAL}
-    for (group, sub), status in subgroups.items():
-        p.answer(0x2306, group, sub, status)
+def group_statuses(p, sections):
+    """sections: (group, sub-group) -> status; a group is the worst of its sub-sections. Sections
+    with a status query of their own (the RAID ones) are named by text and only count."""
+    for (group, sub), status in sections.items():
+        if isinstance(sub, int):
+            p.answer(0x2306, group, sub, status)
+    for group in sorted({g for g, _ in sections}):
+        p.number(0x2301, worst([s for (g, _), s in sections.items() if g == group]), group)
 
 
 def environment(p):
+    # The report shows fan code 1 as OK, 3 as Pre-Fail (a warning), 0 as Disabled (not present);
+    # temperature code 6 as OK and 7 as Warning.
+    fan_status = {0: NOT_COUNTED, 1: NORMAL, 3: WARNING}
+    temperature_status = {6: NORMAL, 7: WARNING}
     # name, status code, rpm, type code (3 in-house, 4 power supply)
     fans = [("FAN1 SYS", 1, 4320, 3), ("FAN2 SYS", 1, 4380, 3), ("FAN3 SYS", 3, 1210, 3),
             ("FAN4 SYS", 1, 4290, 3), ("FAN5 SYS", 0, 0, 3), ("FAN PSU1", 1, 6120, 4),
@@ -102,6 +116,8 @@ def environment(p):
         p.answer(0x0402, 0, i, degrees)
         p.answer(0x0403, 0, i, kind)
         p.answer(0x0404, 0, i, name)
+    return {(0, 0): worst(fan_status[f[1]] for f in fans),
+            (0, 2): worst(temperature_status[t[1]] for t in sensors)}
 
 
 def power_supplies(p):
@@ -112,6 +128,7 @@ def power_supplies(p):
         p.answer(0x0504, 0, i, name)
         p.answer(0x0506, 0, i, nominal)
         p.answer(0x0507, 0, i, current)
+    return {(1, 0): worst(NORMAL for u in units if u[1] == 1)}
 
 
 def threshold_word(minimum, maximum):
@@ -133,6 +150,7 @@ def system_board(p):
         p.answer(0x0523, 0, i, threshold_word(minimum, maximum))
         p.answer(0x0524, 0, i, current)
 
+    memory = []  # module statuses: code 1 OK, 5 Pre-Failure (a warning), empty slots not counted
     sockets = ["DIMM-1A", "DIMM-1B", "DIMM-1C", "DIMM-1D", "DIMM-2A", "DIMM-2B", "DIMM-2C", "DIMM-2D"]
     p.number(0x0700, len(sockets))
     for i, name in enumerate(sockets):
@@ -140,7 +158,9 @@ def system_board(p):
         if name.endswith("D"):
             p.answer(0x0701, 0, i, 0)  # empty slot: no size and no type
             continue
-        p.answer(0x0701, 0, i, 5 if name == "DIMM-2B" else 1)
+        code = 5 if name == "DIMM-2B" else 1
+        memory.append(WARNING if code == 5 else NORMAL)
+        p.answer(0x0701, 0, i, code)
         p.answer(0x070A, 0, i, 32768)
         p.answer(0x070B, 0, i, "DDR4")
         p.answer(0x070D, 0, i, "RDIMM 3200 MT/s ECC")
@@ -159,6 +179,9 @@ def system_board(p):
     for i, (name, status) in enumerate(slots):
         p.answer(0x1042, 0x28, i, status)
         p.answer(0x1043, 0x28, i, name)
+    slot_status = {1: NORMAL, 4: NOT_COUNTED, 128: WARNING}
+    return {(3, 0): worst(NORMAL for v in voltages if v[1] == 1), (3, 1): worst(memory),
+            (3, 2): NORMAL, (3, 4): worst(slot_status[s[1]] for s in slots)}
 
 
 def adapters(p):
@@ -173,6 +196,7 @@ def adapters(p):
         p.answer(0x1804, 0, i, location)
         p.answer(0x1805, 0, i, kind)
     p.answer(0x1820, 3, 0, NORMAL)
+    return {(5, 0): NORMAL}
 
 
 def raid(p, adapter_count, physical_drives):
@@ -181,8 +205,7 @@ def raid(p, adapter_count, physical_drives):
     p.number(0x21DF, 0)
     p.number(0x2110, adapter_count)
     p.number(0x2121, NORMAL)
-    p.number(0x2122, WARNING)
-    p.number(0x2123, WARNING)
+    physical, logical_statuses = [], []
 
     per_adapter = [physical_drives // adapter_count + (1 if a < physical_drives % adapter_count else 0)
                    for a in range(adapter_count)]
@@ -201,6 +224,7 @@ def raid(p, adapter_count, physical_drives):
                 status = 4  # dedicated hot spare
             if a == 0 and d == 1:
                 smart = 1   # S.M.A.R.T. failure on an operational drive: shown as a warning
+            physical.append(WARNING if smart else NORMAL)
             if a == 1 and d == 2:
                 status = 6  # rebuilding
             p.answer(0x2131, a, d, status)
@@ -214,10 +238,16 @@ def raid(p, adapter_count, physical_drives):
                    ("LD1 Data", "RAID-5", 1 if a == 1 else 0, max(drives - 3, 1) * (1831420 if a % 2 == 1 else 1144641))]
         p.answer(0x2150, a, 0, len(logical))
         for d, (name, level, status, size) in enumerate(logical):
+            logical_statuses.append(WARNING if status == 1 else NORMAL)  # 1 is Degraded
             p.answer(0x2151, a, d, status)
             p.answer(0x2152, a, d, "%s (%d)" % (name, a))
             p.answer(0x2153, a, d, size)
             p.answer(0x2155, a, d, level)
+
+    p.number(0x2122, worst(logical_statuses))
+    p.number(0x2123, worst(physical))
+    return {(2, "adapters"): NORMAL, (2, "raid system"): NORMAL, (2, "raid adapters"): NORMAL,
+            (2, "logical drives"): worst(logical_statuses), (2, "physical drives"): worst(physical)}
 
 
 EVENT_TEXTS = [
@@ -265,6 +295,20 @@ def events():
     return [event(0x0301, 0, 2, 0, 3), event(0x0401, 0, 4, 0, 7), event(0x0501, 0, 1, 0, 1)]
 
 
+def write_catalogue(out):
+    """The event-message catalogue (ERRMSG.XML) of the demonstration system root: one text per
+    event code, the same texts the records carry."""
+    names = {INFO: "Info", MINOR: "Minor", MAJOR: "Major", CRITICAL: "Critical"}
+    out.write('<?xml version="1.0" encoding="UTF-8"?>\n')
+    out.write("<!-- Event messages of the demonstration server: one text per event code, the same texts the\n"
+              "     simulated daemon sends in its event-log records. -->\n")
+    out.write('<EventMessages version="1">\n')
+    for severity, code, text in sorted(EVENT_TEXTS, key=lambda entry: entry[1]):
+        text = text.replace("&", "&amp;").replace("<", "&lt;")
+        out.write('  <Message code="0x%04X" severity="%s">%s</Message>\n' % (code, names[severity], text))
+    out.write("</EventMessages>\n")
+
+
 def write(profile, out):
     """One answer per line keeps the file easy to read and to edit by hand."""
     out.write("{\n")
@@ -286,23 +330,26 @@ def write(profile, out):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--raid-adapters", type=int, default=2, help="RAID adapters (default 2)")
-    parser.add_argument("--physical-drives", type=int, default=10,
+    parser.add_argument("--raid-adapters", type=int, default=2, metavar="N", help="RAID adapters (default 2)")
+    parser.add_argument("--physical-drives", type=int, default=10, metavar="N",
                         help="physical drives, spread evenly over the RAID adapters (default 10)")
-    parser.add_argument("--event-records", type=int, default=300, help="event-log records (default 300)")
-    parser.add_argument("-o", "--output", help="output file (default: standard output)")
+    parser.add_argument("--event-records", type=int, default=300, metavar="N", help="event-log records (default 300)")
+    parser.add_argument("-o", "--output", metavar="FILE", help="output file (default: standard output)")
+    parser.add_argument("--catalogue", metavar="FILE",
+                        help="also write the event-message catalogue (ERRMSG.XML) with the event texts")
     options = parser.parse_args()
     if options.raid_adapters < 1 or options.physical_drives < 0 or options.event_records < 0:
         parser.error("counts must not be negative and at least one RAID adapter is needed")
 
     p = Profile()
     system_information(p)
-    group_statuses(p, WARNING)
-    environment(p)
-    power_supplies(p)
-    system_board(p)
-    adapters(p)
-    raid(p, options.raid_adapters, options.physical_drives)
+    sections = {}
+    sections.update(environment(p))
+    sections.update(power_supplies(p))
+    sections.update(system_board(p))
+    sections.update(adapters(p))
+    sections.update(raid(p, options.raid_adapters, options.physical_drives))
+    group_statuses(p, sections)
     event_log(p, options.event_records)
 
     profile = {
@@ -317,6 +364,9 @@ def main():
             write(profile, out)
     else:
         write(profile, sys.stdout)
+    if options.catalogue:
+        with open(options.catalogue, "w") as out:
+            write_catalogue(out)
 
 
 if __name__ == "__main__":

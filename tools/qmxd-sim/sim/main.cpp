@@ -1,11 +1,15 @@
 // qmxd-sim: a stand-in for the management daemon, for tests and demonstrations.
 //
 //   qmxd-sim --sysroot DIR --profile FILE [--request-log FILE] [--exit-with-parent]
+//            [--daemon] [--pid-file FILE]
 //
 // Creates the daemon's files below DIR, answers requests from the profile, prints
 // "qmxd-sim ready" once every socket listens, and runs until SIGTERM or SIGINT, after which it
 // removes what it created. SIGUSR1 pushes the profile's events to every registered event channel.
+// With --daemon the command returns once every socket listens and the daemon runs on by itself.
 
+#include "SimDaemon.h"
+#include "SimPidFile.h"
 #include "SimProfile.h"
 #include "SimRequestLog.h"
 #include "SimServer.h"
@@ -25,11 +29,14 @@ struct Options
     std::string sysroot;
     std::string profile;
     std::string requestLog;
+    std::string pidFile;
     bool exitWithParent = false;
+    bool daemon = false;
 };
 
 const char kUsage[] =
-    "usage: qmxd-sim --sysroot DIR --profile FILE [--request-log FILE] [--exit-with-parent]\n";
+    "usage: qmxd-sim --sysroot DIR --profile FILE [--request-log FILE] [--exit-with-parent]\n"
+    "                [--daemon] [--pid-file FILE]\n";
 
 bool ParseOptions(int argc, char** argv, Options& options)
 {
@@ -43,8 +50,12 @@ bool ParseOptions(int argc, char** argv, Options& options)
             options.profile = argv[++i];
         else if (option == "--request-log" && hasValue)
             options.requestLog = argv[++i];
+        else if (option == "--pid-file" && hasValue)
+            options.pidFile = argv[++i];
         else if (option == "--exit-with-parent")
             options.exitWithParent = true;
+        else if (option == "--daemon")
+            options.daemon = true;
         else
         {
             std::fprintf(stderr, "qmxd-sim: unexpected argument \"%s\"\n%s", option.c_str(), kUsage);
@@ -54,6 +65,12 @@ bool ParseOptions(int argc, char** argv, Options& options)
     if (options.sysroot.empty() || options.profile.empty())
     {
         std::fprintf(stderr, "qmxd-sim: --sysroot and --profile are required\n%s", kUsage);
+        return false;
+    }
+    if (options.daemon && options.exitWithParent)
+    {
+        // The parent of a daemon leaves at once, which would stop it at once.
+        std::fprintf(stderr, "qmxd-sim: --daemon and --exit-with-parent exclude each other\n%s", kUsage);
         return false;
     }
     return true;
@@ -82,6 +99,11 @@ int main(int argc, char** argv)
     if (!sysroot.CheckSocketPaths(error))
         return Fail(error);
 
+    // Before any thread exists and before any file is created, so that the daemon owns them all.
+    SimDaemon daemon;
+    if (options.daemon && !daemon.Detach(error))
+        return Fail(error);
+
     SimRequestLog log;
     std::string logPath = options.requestLog.empty() ? sysroot.DefaultRequestLog() : options.requestLog;
     if (!sysroot.MakeParents(logPath, error) || !log.Open(logPath, error))
@@ -103,8 +125,10 @@ int main(int argc, char** argv)
     int status = 0;
     {
         SimServer server(profile, log, sysroot);
+        SimPidFile pidFile;
         // The pid file comes last: whoever sees it may rely on the sockets being there.
-        if (!sysroot.CreateFrontEnd(error) || !server.Listen(error) || !sysroot.WritePidFile(error))
+        if (!sysroot.CreateFrontEnd(error) || !server.Listen(error) || !sysroot.WritePidFile(error) ||
+            (!options.pidFile.empty() && !pidFile.Write(options.pidFile, error)))
         {
             std::fprintf(stderr, "qmxd-sim: %s\n", error.c_str());
             status = 1;
@@ -115,6 +139,7 @@ int main(int argc, char** argv)
             std::fflush(stdout);
             std::fprintf(stderr, "qmxd-sim: pid %d serving %s with %zu answers\n", static_cast<int>(getpid()),
                          options.sysroot.c_str(), profile.AnswerCount());
+            daemon.ReportReady();
             server.Run(signalFd, parent);
         }
         // Files go first so that no new client mistakes a stopping daemon for a running one.
