@@ -29,6 +29,7 @@ cleanup() {
     rm -rf "$work"
 }
 trap cleanup EXIT
+[ -n "${HOSTCAPTURE_TEST_ANSIBLE_LOG:-}" ] && export ANSIBLE_LOG_PATH=$HOSTCAPTURE_TEST_ANSIBLE_LOG
 
 start_sim() { # host profile
     local root=$work/r/$1
