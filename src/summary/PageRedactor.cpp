@@ -80,6 +80,24 @@ bool Bounded(const std::string& text, size_t at, size_t length)
     return (at == 0 || edge(at - 1, -1)) && edge(at + length, 1);
 }
 
+// A MAC address is unmistakable wherever it stands (six hex pairs, one separator throughout), so
+// it is found in any text, an event message included, not only under a heading that names it.
+size_t FindMac(const std::string& text, size_t from)
+{
+    const size_t length = 17;
+    for (size_t at = from; at + length <= text.size(); ++at)
+    {
+        char separator = text[at + 2];
+        bool ok = separator == ':' || separator == '-';
+        for (size_t i = 0; ok && i < length; ++i)
+            ok = i % 3 == 2 ? text[at + i] == separator
+                            : std::isxdigit(static_cast<unsigned char>(text[at + i])) != 0;
+        if (ok && Bounded(text, at, length))
+            return at;
+    }
+    return std::string::npos;
+}
+
 void ReplaceInText(std::string& text, const std::string& from, const std::string& to)
 {
     for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at))
@@ -148,9 +166,6 @@ std::string PageRedactor::Redact(const std::string& bytes, const HostPage& page)
     }
     std::sort(replacements.begin(), replacements.end(),
               [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
-    if (replacements.empty())
-        return bytes;
-
     // Only text between tags of the body is touched: the head (style sheet, icons) and the
     // script stay as they are, and so does every tag.
     size_t begin = bytes.find("<body");
@@ -176,6 +191,12 @@ std::string PageRedactor::Redact(const std::string& bytes, const HostPage& page)
         std::string text(bytes, at, stop - at);
         for (const auto& r : replacements)
             ReplaceInText(text, r.first, r.second);
+        for (size_t mac = FindMac(text, 0); mac != std::string::npos; mac = FindMac(text, mac))
+        {
+            std::string token = TokenFor("mac", text.substr(mac, 17));
+            text.replace(mac, 17, token);
+            mac += token.size();
+        }
         out += text;
         at = stop;
     }
