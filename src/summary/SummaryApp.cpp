@@ -7,7 +7,9 @@
 #include "PageReader.h"
 #include "PageRedactor.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
@@ -95,6 +97,105 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
     return true;
 }
 
+bool SummaryApp::PrepareRedaction()
+{
+    if (m_RedactDir.empty())
+        return true;
+    std::error_code ec;
+    std::filesystem::create_directories(m_RedactDir, ec);
+    m_KeyPath = (std::filesystem::path(m_RedactDir) / kKeyFileName).string();
+    if (ec)
+    {
+        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_RedactDir.c_str(), ec.message().c_str());
+        return false;
+    }
+    struct stat st;
+    int error = lstat(m_KeyPath.c_str(), &st) == 0 ? EEXIST : errno;
+    if (error != ENOENT)
+    {
+        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_KeyPath.c_str(),
+                error == EEXIST ? "a redaction key is already there; choose an empty folder"
+                                : std::strerror(error));
+        return false;
+    }
+    return true;
+}
+
+void SummaryApp::WriteRedacted(const std::string& bytes, const HostPage& page, const std::string& relative)
+{
+    std::filesystem::path target = std::filesystem::path(m_RedactDir) / relative;
+    std::error_code ec;
+    std::filesystem::create_directories(target.parent_path(), ec);
+    std::ofstream out(target, std::ios::binary | std::ios::trunc);
+    out << m_Redactor.Redact(bytes, page);
+    out.close();
+    if (!out)
+    {
+        fprintf(stderr, "hostcapture-summary: %s: cannot be written\n", target.c_str());
+        m_OutputFailed = true;
+    }
+}
+
+// One page at a time: read, count, export, redact, free.
+void SummaryApp::SummarisePages()
+{
+    std::string bytes;
+    for (const PageFile& file : PageFiles::Collect(m_Inputs, m_Latest))
+    {
+        // The overview may land in the folder being summarised; it is not a host.
+        if (IsOutput(file.Path))
+            continue;
+        HostPage page;
+        bool readable = PageReader::ReadFile(file.Path, page, m_RedactDir.empty() ? nullptr : &bytes);
+        if (!readable)
+            fprintf(stderr, "hostcapture-summary: %s: %s\n", file.Path.c_str(), page.Problem.c_str());
+        m_Tally.Add(page);
+        m_Json.AddPage(page);
+        if (readable && !m_RedactDir.empty())
+            WriteRedacted(bytes, page, file.Relative);
+        bytes.clear();
+    }
+}
+
+void SummaryApp::FinishOutputs()
+{
+    std::string error;
+    if (!m_JsonPath.empty() && !m_Json.Finish(m_Tally))
+    {
+        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_JsonPath.c_str(), m_Json.Error().c_str());
+        m_OutputFailed = true;
+    }
+    if (!m_HtmlPath.empty() && !FleetOverview::Write(m_Tally, m_HtmlPath, error))
+    {
+        fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
+        m_OutputFailed = true;
+    }
+    if (!m_RedactDir.empty() && !m_Redactor.WriteKey(m_KeyPath, error))
+    {
+        fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
+        m_OutputFailed = true;
+    }
+}
+
+// The first line a monitoring system shows: "HOSTCAPTURE WARNING - 3 hosts: 1 warning, 2 normal".
+void SummaryApp::PrintStatusLine() const
+{
+    std::string status = HostStatusRules::Name(m_Tally.Worst());
+    for (char& c : status)
+        c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+    printf("HOSTCAPTURE %s - %d hosts:", status.c_str(), m_Tally.Hosts());
+    const char* separator = " ";
+    for (int s = HostStatusRules::kCount - 1; s >= 0; --s)
+    {
+        int count = m_Tally.HostsWith(static_cast<HostStatus>(s));
+        if (count == 0)
+            continue;
+        printf("%s%d %s", separator, count, HostStatusRules::Name(static_cast<HostStatus>(s)));
+        separator = ", ";
+    }
+    printf("\n");
+}
+
 int SummaryApp::Run(const std::vector<std::string>& arguments)
 {
     if (!Parse(arguments))
@@ -107,96 +208,18 @@ int SummaryApp::Run(const std::vector<std::string>& arguments)
         fputs(kUsage, stdout);
         return 0;
     }
-
-    std::string keyPath;
-    if (!m_RedactDir.empty())
+    if (!PrepareRedaction())
+        return kExitUsage;
+    if (!m_JsonPath.empty() && !m_Json.Open(m_JsonPath))
     {
-        std::error_code ec;
-        std::filesystem::create_directories(m_RedactDir, ec);
-        keyPath = (std::filesystem::path(m_RedactDir) / kKeyFileName).string();
-        struct stat st;
-        if (ec || lstat(keyPath.c_str(), &st) == 0)
-        {
-            fprintf(stderr, "hostcapture-summary: %s: %s\n", ec ? m_RedactDir.c_str() : keyPath.c_str(),
-                    ec ? ec.message().c_str() : "a redaction key is already there; choose an empty folder");
-            return kExitUsage;
-        }
-    }
-
-    FleetJson json;
-    if (!m_JsonPath.empty() && !json.Open(m_JsonPath))
-    {
-        fprintf(stderr, "hostcapture-summary: %s\n", json.Error().c_str());
+        fprintf(stderr, "hostcapture-summary: %s\n", m_Json.Error().c_str());
         return kExitUsage;
     }
-
-    FleetTally tally;
-    PageRedactor redactor;
-    bool outputFailed = false;
-    std::string bytes;
-    for (const PageFile& file : PageFiles::Collect(m_Inputs, m_Latest))
-    {
-        // The overview may land in the folder being summarised; it is not a host.
-        if (IsOutput(file.Path))
-            continue;
-        HostPage page;
-        bool readable = PageReader::ReadFile(file.Path, page, m_RedactDir.empty() ? nullptr : &bytes);
-        if (!readable)
-            fprintf(stderr, "hostcapture-summary: %s: %s\n", file.Path.c_str(), page.Problem.c_str());
-        tally.Add(page);
-        json.AddPage(page);
-        if (readable && !m_RedactDir.empty())
-        {
-            std::filesystem::path target = std::filesystem::path(m_RedactDir) / file.Relative;
-            std::error_code ec;
-            std::filesystem::create_directories(target.parent_path(), ec);
-            std::ofstream out(target, std::ios::binary | std::ios::trunc);
-            out << redactor.Redact(bytes, page);
-            out.close();
-            if (!out)
-            {
-                fprintf(stderr, "hostcapture-summary: %s: cannot be written\n", target.c_str());
-                outputFailed = true;
-            }
-        }
-        bytes.clear();
-    }
-
-    if (!m_JsonPath.empty() && !json.Finish(tally))
-    {
-        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_JsonPath.c_str(), json.Error().c_str());
-        outputFailed = true;
-    }
-    std::string error;
-    if (!m_HtmlPath.empty() && !FleetOverview::Write(tally, m_HtmlPath, error))
-    {
-        fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
-        outputFailed = true;
-    }
-    if (!m_RedactDir.empty() && !redactor.WriteKey(keyPath, error))
-    {
-        fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
-        outputFailed = true;
-    }
-
+    SummarisePages();
+    FinishOutputs();
     if (!m_Quiet && m_JsonPath != "-")
-    {
-        std::string status = HostStatusRules::Name(tally.Worst());
-        for (char& c : status)
-            c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
-        printf("HOSTCAPTURE %s - %d hosts:", status.c_str(), tally.Hosts());
-        const char* separator = " ";
-        for (int s = HostStatusRules::kCount - 1; s >= 0; --s)
-        {
-            int count = tally.HostsWith(static_cast<HostStatus>(s));
-            if (count == 0)
-                continue;
-            printf("%s%d %s", separator, count, HostStatusRules::Name(static_cast<HostStatus>(s)));
-            separator = ", ";
-        }
-        printf("\n");
-    }
+        PrintStatusLine();
     fflush(stdout);
     // Output that could not be written leaves the monitoring state unknown.
-    return outputFailed ? kExitUsage : tally.ExitCode();
+    return m_OutputFailed ? kExitUsage : m_Tally.ExitCode();
 }

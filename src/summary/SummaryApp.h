@@ -1,5 +1,10 @@
 #pragma once
 
+#include "FleetJson.h"
+#include "FleetTally.h"
+#include "HostPage.h"
+#include "PageRedactor.h"
+
 #include <string>
 #include <vector>
 
@@ -16,6 +21,12 @@ public:
 private:
     bool Parse(const std::vector<std::string>& arguments);
     bool IsOutput(const std::string& path) const;
+    // Refuses a redaction folder that already holds a key, before any page is read.
+    bool PrepareRedaction();
+    void SummarisePages();
+    void WriteRedacted(const std::string& bytes, const HostPage& page, const std::string& relative);
+    void FinishOutputs();
+    void PrintStatusLine() const;
 
     std::string m_JsonPath;
     std::string m_HtmlPath;
@@ -25,4 +36,9 @@ private:
     bool m_Help = false;
     std::vector<std::string> m_Inputs;
     std::string m_Error;
+    std::string m_KeyPath;
+    FleetTally m_Tally;
+    FleetJson m_Json;
+    PageRedactor m_Redactor;
+    bool m_OutputFailed = false;
 };
