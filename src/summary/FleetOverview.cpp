@@ -1,0 +1,205 @@
+#include "FleetOverview.h"
+
+#include "StatusIcons.h"
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+
+namespace
+{
+namespace fs = std::filesystem;
+
+const char kStyle[] =
+    "body{font:14px \"Segoe UI\",sans-serif;color:#232323;margin:20px}"
+    "h1{font-size:22px;margin:0 0 4px}"
+    ".stamp{color:#555;margin-bottom:14px}"
+    ".counts{display:flex;flex-wrap:wrap;gap:8px;margin-bottom:16px}"
+    ".count{border:1px solid #b7b7b7;padding:6px 12px 6px 34px;background-repeat:no-repeat;"
+    "background-position:10px center;font-weight:700}"
+    "table{border-collapse:collapse;width:100%}"
+    "th{background:#eee;text-align:left;padding:8px;border:1px solid #d5d5d5}"
+    "td{padding:4px 8px 4px 32px;border:1px solid #d5d5d5;vertical-align:top;background-repeat:no-repeat;"
+    "background-position:8px 5px}"
+    "td.host{padding-left:8px;white-space:nowrap}"
+    ".detail{display:block;font-size:12px;color:#333}"
+    ".problem{display:block;font-size:12px;color:#8a1010}"
+    "a{color:#0645ad}"
+    "@media print{body{margin:0}a{color:#000;text-decoration:none}tr{break-inside:avoid}"
+    "thead{display:table-header-group}*{-webkit-print-color-adjust:exact;print-color-adjust:exact}}";
+
+// The overview's status classes reuse the report's icons; unreadable hosts show the unknown icon.
+const char* IconClass(HostStatus status)
+{
+    switch (status)
+    {
+    case HostStatus::NotPresent:
+        return "status-not-present";
+    case HostStatus::Normal:
+        return "status-normal";
+    case HostStatus::Warning:
+        return "status-warning";
+    case HostStatus::Major:
+        return "status-major";
+    case HostStatus::Error:
+        return "status-error";
+    default:
+        return "status-unknown";
+    }
+}
+
+std::string IconRules()
+{
+    std::string css;
+    for (const StatusIcon& icon : StatusIcons)
+        css += std::string(".") + icon.CssClass + "{background-image:url(data:" + icon.MimeType + ";base64," +
+               icon.Base64 + ")}";
+    return css;
+}
+
+std::string Label(HostStatus status)
+{
+    std::string name = HostStatusRules::Name(status);
+    name[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(name[0])));
+    for (char& c : name)
+        if (c == '-')
+            c = ' ';
+    return name;
+}
+} // namespace
+
+namespace FleetOverview
+{
+std::string EscapeHtml(const std::string& text)
+{
+    std::string out;
+    out.reserve(text.size());
+    for (char c : text)
+    {
+        switch (c)
+        {
+        case '&':
+            out += "&amp;";
+            break;
+        case '<':
+            out += "&lt;";
+            break;
+        case '>':
+            out += "&gt;";
+            break;
+        case '"':
+            out += "&quot;";
+            break;
+        case '\'':
+            out += "&#39;";
+            break;
+        default:
+            out += c;
+        }
+    }
+    return out;
+}
+
+std::string LinkTo(const std::string& page, const std::string& outputPath)
+{
+    std::error_code ec;
+    fs::path base = fs::absolute(fs::path(outputPath), ec).parent_path();
+    fs::path target = fs::absolute(fs::path(page), ec);
+    fs::path relative = target.lexically_relative(base);
+    std::string raw = relative.empty() ? page : relative.generic_string();
+    std::string out;
+    static const char hex[] = "0123456789ABCDEF";
+    for (unsigned char c : raw)
+    {
+        if (std::isalnum(c) || std::strchr("-._~/", c))
+            out += static_cast<char>(c);
+        else
+        {
+            out += '%';
+            out += hex[c >> 4];
+            out += hex[c & 15];
+        }
+    }
+    return out;
+}
+
+std::string Render(const FleetTally& tally, const std::string& outputPath, const std::string& generatedAt)
+{
+    std::string html = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+                       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+                       "<title>HostCapture fleet overview</title>\n<style>";
+    html += kStyle + IconRules() + "</style>\n</head>\n<body>\n<h1>HostCapture fleet overview</h1>\n";
+    html += "<div class=\"stamp\">" + std::to_string(tally.Hosts()) + " hosts, written " +
+            EscapeHtml(generatedAt) + "</div>\n<div class=\"counts\">";
+    for (int s = HostStatusRules::kCount - 1; s >= 0; --s)
+    {
+        HostStatus status = static_cast<HostStatus>(s);
+        html += "\n<span class=\"count " + std::string(IconClass(status)) + "\">" + Label(status) + ": " +
+                std::to_string(tally.HostsWith(status)) + "</span>";
+    }
+    html += "\n</div>\n<table>\n<thead><tr><th>Host</th><th>Status</th>";
+    for (const std::string& group : tally.Groups())
+        html += "<th>" + EscapeHtml(group) + "</th>";
+    html += "</tr></thead>\n<tbody>";
+    for (const HostLine& line : tally.SortedLines())
+    {
+        std::string name = line.HostName.empty() ? line.File : line.HostName;
+        html += "\n<tr><td class=\"host\">";
+        if (line.Problem.empty() || !line.File.empty())
+            html +=
+                "<a href=\"" + EscapeHtml(LinkTo(line.File, outputPath)) + "\">" + EscapeHtml(name) + "</a>";
+        else
+            html += EscapeHtml(name);
+        if (!line.Model.empty())
+            html += "<span class=\"detail\">" + EscapeHtml(line.Model) + "</span>";
+        if (!line.TimeStamp.empty())
+            html += "<span class=\"detail\">" + EscapeHtml(line.TimeStamp) + "</span>";
+        html += "</td><td class=\"" + std::string(IconClass(line.Worst)) + "\">" + Label(line.Worst);
+        if (!line.Problem.empty())
+            html += "<span class=\"problem\">" + EscapeHtml(line.Problem) + "</span>";
+        html += "</td>";
+        for (const std::string& group : tally.Groups())
+        {
+            auto cell = line.Groups.find(group);
+            if (cell == line.Groups.end())
+            {
+                html += "<td class=\"status-unknown\">-</td>";
+                continue;
+            }
+            html += "<td class=\"" + std::string(IconClass(cell->second.Status)) + "\">" +
+                    Label(cell->second.Status);
+            if (!cell->second.Detail.empty())
+                html += "<span class=\"detail\">" + EscapeHtml(cell->second.Detail) + "</span>";
+            html += "</td>";
+        }
+        html += "</tr>";
+    }
+    html += "\n</tbody>\n</table>\n</body>\n</html>\n";
+    return html;
+}
+
+bool Write(const FleetTally& tally, const std::string& outputPath, std::string& error)
+{
+    char stamp[64] = "";
+    time_t now = time(nullptr);
+    struct tm utc;
+    if (gmtime_r(&now, &utc))
+        strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S UTC", &utc);
+    std::string html = Render(tally, outputPath, stamp);
+    std::error_code ec;
+    fs::path parent = fs::path(outputPath).parent_path();
+    if (!parent.empty())
+        fs::create_directories(parent, ec);
+    std::ofstream out(outputPath, std::ios::binary | std::ios::trunc);
+    out << html;
+    out.close();
+    if (!out)
+    {
+        error = outputPath + ": " + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+} // namespace FleetOverview

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "FleetTally.h"
+
+#include <string>
+
+// The fleet overview page: one self-contained HTML file (inline style, the report's own six
+// status icons, no script) with the counts per status at the top and a row per host, worst
+// first, each naming what fails and linking to the host's page.
+namespace FleetOverview
+{
+// outputPath is only used to make the links to the pages relative to where the overview lands.
+std::string Render(const FleetTally& tally, const std::string& outputPath, const std::string& generatedAt);
+bool Write(const FleetTally& tally, const std::string& outputPath, std::string& error);
+
+std::string EscapeHtml(const std::string& text);
+// A relative link from the overview's folder to a page, percent-encoded for an href.
+std::string LinkTo(const std::string& page, const std::string& outputPath);
+} // namespace FleetOverview

@@ -1,0 +1,225 @@
+#include "SummaryApp.h"
+
+#include "FleetJson.h"
+#include "FleetOverview.h"
+#include "FleetTally.h"
+#include "PageFiles.h"
+#include "PageReader.h"
+#include "PageRedactor.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sys/stat.h>
+
+namespace
+{
+const char kKeyFileName[] = "redaction-key.json";
+
+const char kUsage[] =
+    "Usage: hostcapture-summary [options] PAGE|FOLDER...\n"
+    "Reads HostCapture pages (folders are searched recursively for *.html) and summarises them.\n"
+    "  --json FILE     write the machine-readable export to FILE (- for standard output)\n"
+    "  --html FILE     write the fleet overview page to FILE\n"
+    "  --redact DIR    write a copy of every page to DIR with serial numbers, host names and\n"
+    "                  addresses replaced by tokens; the key goes to DIR/redaction-key.json (mode 0600)\n"
+    "  --latest        read only the newest page of every folder (names sort by time)\n"
+    "  --quiet         no status line on standard output\n"
+    "  --help          this text\n"
+    "Exit status: 0 all normal, 1 some warning, 2 some error or major,\n"
+    "3 some page unreadable or unknown (an error outranks 3, 3 outranks a warning).\n";
+} // namespace
+
+bool SummaryApp::IsOutput(const std::string& path) const
+{
+    std::error_code ec;
+    auto same = [&](const std::string& output)
+    { return !output.empty() && output != "-" && std::filesystem::equivalent(path, output, ec); };
+    return same(m_HtmlPath) || same(m_JsonPath);
+}
+
+bool SummaryApp::Parse(const std::vector<std::string>& arguments)
+{
+    for (size_t i = 0; i < arguments.size(); ++i)
+    {
+        const std::string& a = arguments[i];
+        auto value = [&](std::string& into)
+        {
+            if (i + 1 >= arguments.size())
+            {
+                m_Error = a + " needs a value";
+                return false;
+            }
+            into = arguments[++i];
+            return true;
+        };
+        if (a == "--json")
+        {
+            if (!value(m_JsonPath))
+                return false;
+        }
+        else if (a == "--html")
+        {
+            if (!value(m_HtmlPath))
+                return false;
+        }
+        else if (a == "--redact")
+        {
+            if (!value(m_RedactDir))
+                return false;
+        }
+        else if (a == "--latest")
+            m_Latest = true;
+        else if (a == "--quiet")
+            m_Quiet = true;
+        else if (a == "--help" || a == "-h")
+            m_Help = true;
+        else if (a == "--")
+        {
+            m_Inputs.insert(m_Inputs.end(), arguments.begin() + i + 1, arguments.end());
+            break;
+        }
+        else if (a.size() > 1 && a[0] == '-')
+        {
+            m_Error = "unknown option " + a;
+            return false;
+        }
+        else
+            m_Inputs.push_back(a);
+    }
+    if (!m_Help && m_Inputs.empty())
+    {
+        m_Error = "no page or folder given";
+        return false;
+    }
+    return true;
+}
+
+bool SummaryApp::PrepareRedaction()
+{
+    if (m_RedactDir.empty())
+        return true;
+    std::error_code ec;
+    std::filesystem::create_directories(m_RedactDir, ec);
+    m_KeyPath = (std::filesystem::path(m_RedactDir) / kKeyFileName).string();
+    if (ec)
+    {
+        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_RedactDir.c_str(), ec.message().c_str());
+        return false;
+    }
+    struct stat st;
+    int error = lstat(m_KeyPath.c_str(), &st) == 0 ? EEXIST : errno;
+    if (error != ENOENT)
+    {
+        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_KeyPath.c_str(),
+                error == EEXIST ? "a redaction key is already there; choose an empty folder"
+                                : std::strerror(error));
+        return false;
+    }
+    return true;
+}
+
+void SummaryApp::WriteRedacted(const std::string& bytes, const HostPage& page, const std::string& relative)
+{
+    std::filesystem::path target = std::filesystem::path(m_RedactDir) / relative;
+    std::error_code ec;
+    std::filesystem::create_directories(target.parent_path(), ec);
+    std::ofstream out(target, std::ios::binary | std::ios::trunc);
+    out << m_Redactor.Redact(bytes, page);
+    out.close();
+    if (!out)
+    {
+        fprintf(stderr, "hostcapture-summary: %s: cannot be written\n", target.c_str());
+        m_OutputFailed = true;
+    }
+}
+
+// One page at a time: read, count, export, redact, free.
+void SummaryApp::SummarisePages()
+{
+    std::string bytes;
+    for (const PageFile& file : PageFiles::Collect(m_Inputs, m_Latest))
+    {
+        // The overview may land in the folder being summarised; it is not a host.
+        if (IsOutput(file.Path))
+            continue;
+        HostPage page;
+        bool readable = PageReader::ReadFile(file.Path, page, m_RedactDir.empty() ? nullptr : &bytes);
+        if (!readable)
+            fprintf(stderr, "hostcapture-summary: %s: %s\n", file.Path.c_str(), page.Problem.c_str());
+        m_Tally.Add(page);
+        m_Json.AddPage(page);
+        if (readable && !m_RedactDir.empty())
+            WriteRedacted(bytes, page, file.Relative);
+        bytes.clear();
+    }
+}
+
+void SummaryApp::FinishOutputs()
+{
+    std::string error;
+    if (!m_JsonPath.empty() && !m_Json.Finish(m_Tally))
+    {
+        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_JsonPath.c_str(), m_Json.Error().c_str());
+        m_OutputFailed = true;
+    }
+    if (!m_HtmlPath.empty() && !FleetOverview::Write(m_Tally, m_HtmlPath, error))
+    {
+        fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
+        m_OutputFailed = true;
+    }
+    if (!m_RedactDir.empty() && !m_Redactor.WriteKey(m_KeyPath, error))
+    {
+        fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
+        m_OutputFailed = true;
+    }
+}
+
+// The first line a monitoring system shows: "HOSTCAPTURE WARNING - 3 hosts: 1 warning, 2 normal".
+void SummaryApp::PrintStatusLine() const
+{
+    std::string status = HostStatusRules::Name(m_Tally.Worst());
+    for (char& c : status)
+        c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+    printf("HOSTCAPTURE %s - %d hosts:", status.c_str(), m_Tally.Hosts());
+    const char* separator = " ";
+    for (int s = HostStatusRules::kCount - 1; s >= 0; --s)
+    {
+        int count = m_Tally.HostsWith(static_cast<HostStatus>(s));
+        if (count == 0)
+            continue;
+        printf("%s%d %s", separator, count, HostStatusRules::Name(static_cast<HostStatus>(s)));
+        separator = ", ";
+    }
+    printf("\n");
+}
+
+int SummaryApp::Run(const std::vector<std::string>& arguments)
+{
+    if (!Parse(arguments))
+    {
+        fprintf(stderr, "hostcapture-summary: %s\n%s", m_Error.c_str(), kUsage);
+        return kExitUsage;
+    }
+    if (m_Help)
+    {
+        fputs(kUsage, stdout);
+        return 0;
+    }
+    if (!PrepareRedaction())
+        return kExitUsage;
+    if (!m_JsonPath.empty() && !m_Json.Open(m_JsonPath))
+    {
+        fprintf(stderr, "hostcapture-summary: %s\n", m_Json.Error().c_str());
+        return kExitUsage;
+    }
+    SummarisePages();
+    FinishOutputs();
+    if (!m_Quiet && m_JsonPath != "-")
+        PrintStatusLine();
+    fflush(stdout);
+    // Output that could not be written leaves the monitoring state unknown.
+    return m_OutputFailed ? kExitUsage : m_Tally.ExitCode();
+}
