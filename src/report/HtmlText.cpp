@@ -1,5 +1,6 @@
 #include "HtmlText.h"
 
+#include "HtmlEscape.h"
 #include "PageTextBudget.h"
 #include "Utf8.h"
 
@@ -25,33 +26,6 @@ bool IsControl(const std::string& text, size_t pos, size_t length)
 
 namespace HtmlText
 {
-std::string Escape(const std::string& text)
-{
-    std::string out;
-    out.reserve(text.size() + text.size() / 8);
-    for (const char c : text)
-    {
-        switch (c)
-        {
-        case '&':
-            out += "&amp;";
-            break;
-        case '<':
-            out += "&lt;";
-            break;
-        case '>':
-            out += "&gt;";
-            break;
-        case '"':
-            out += "&quot;";
-            break;
-        default:
-            out += c;
-        }
-    }
-    return out;
-}
-
 std::string RepairUtf8(const std::string& text)
 {
     std::string out;
@@ -83,7 +57,7 @@ std::string FromDaemon(const std::string& text)
 {
     if (text.size() <= PageTextBudget::kMaxTextBytes && text.size() <= PageTextBudget::Remaining())
     {
-        std::string shown = Escape(RepairUtf8(text));
+        std::string shown = HtmlEscape(RepairUtf8(text));
         if (shown.size() <= PageTextBudget::Remaining())
         {
             PageTextBudget::Spend(shown.size());
@@ -109,10 +83,10 @@ std::string CutFromDaemon(const std::string& text)
 {
     const bool budgetSpent = PageTextBudget::Remaining() < PageTextBudget::kMaxTextBytes * 6;
     const size_t kept = budgetSpent ? 0 : CutPoint(text, PageTextBudget::kMaxTextBytes);
-    std::string shown = budgetSpent ? std::string() : Escape(RepairUtf8(text.substr(0, kept)));
+    std::string shown = budgetSpent ? std::string() : HtmlEscape(RepairUtf8(text.substr(0, kept)));
     char mark[48];
     snprintf(mark, sizeof mark, "%s[cut: %zu bytes]", shown.empty() ? "" : " ", text.size() - kept);
-    shown += Escape(mark);
+    shown += HtmlEscape(mark);
     PageTextBudget::Spend(shown.size());
     PageTextBudget::NoteCut(text.size(), kept, budgetSpent);
     return shown;

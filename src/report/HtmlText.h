@@ -8,15 +8,12 @@
 // a daemon string such as "DIMM <A1>" must show as written and must never become markup.
 namespace HtmlText
 {
-// Replaces &, <, > and " by their character references.
-std::string Escape(const std::string& text);
-
 // Makes a byte string valid UTF-8: every byte that does not begin a well-formed sequence
 // (stray continuation bytes, overlong forms, surrogates, code points above U+10FFFF, truncated
 // sequences) and every control character except tab becomes U+FFFD.
 std::string RepairUtf8(const std::string& text);
 
-// Repair, then escape: the form for any text that came from the daemon. This is the one door
+// Repair, then escape (HtmlEscape): the form for any text that came from the daemon. This is the one door
 // through which daemon text enters the page, so the page's bounds (PageTextBudget) are kept
 // here: a text longer than the per-text bound, or one that the page has no room left for, goes
 // through CutFromDaemon instead.

@@ -1,6 +1,7 @@
 #include "SystemEventLog.h"
 
 #include "CConfigSpaceQuery.h"
+#include "HtmlEscape.h"
 #include "HtmlText.h"
 
 #include <cstdio>
@@ -111,7 +112,7 @@ std::unique_ptr<TableComponent> BuildTable(const std::vector<uint8_t>& records)
         RowHead head;
         head.Status = severity->second.Status;
         head.Text = severity->second.Name;
-        table->AddRow(head, {FormatCode(event.Code), HtmlText::Escape(FormatTimestamp(event.Timestamp)),
+        table->AddRow(head, {FormatCode(event.Code), HtmlEscape(FormatTimestamp(event.Timestamp)),
                              HtmlText::FromDaemon(event.Message)});
     });
     return table;

@@ -1,5 +1,7 @@
 #include "FleetOverview.h"
 
+#include "HtmlEscape.h"
+
 #include "StatusIcons.h"
 
 #include <cerrno>
@@ -72,36 +74,6 @@ std::string Label(HostStatus status)
 
 namespace FleetOverview
 {
-std::string EscapeHtml(const std::string& text)
-{
-    std::string out;
-    out.reserve(text.size());
-    for (char c : text)
-    {
-        switch (c)
-        {
-        case '&':
-            out += "&amp;";
-            break;
-        case '<':
-            out += "&lt;";
-            break;
-        case '>':
-            out += "&gt;";
-            break;
-        case '"':
-            out += "&quot;";
-            break;
-        case '\'':
-            out += "&#39;";
-            break;
-        default:
-            out += c;
-        }
-    }
-    return out;
-}
-
 std::string LinkTo(const std::string& page, const std::string& outputPath)
 {
     std::error_code ec;
@@ -132,7 +104,7 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
                        "<title>HostCapture fleet overview</title>\n<style>";
     html += kStyle + IconRules() + "</style>\n</head>\n<body>\n<h1>HostCapture fleet overview</h1>\n";
     html += "<div class=\"stamp\">" + std::to_string(tally.Hosts()) + " hosts, written " +
-            EscapeHtml(generatedAt) + "</div>\n<div class=\"counts\">";
+            HtmlEscape(generatedAt) + "</div>\n<div class=\"counts\">";
     for (int s = HostStatusRules::kCount - 1; s >= 0; --s)
     {
         HostStatus status = static_cast<HostStatus>(s);
@@ -141,7 +113,7 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
     }
     html += "\n</div>\n<table>\n<thead><tr><th>Host</th><th>Status</th>";
     for (const std::string& group : tally.Groups())
-        html += "<th>" + EscapeHtml(group) + "</th>";
+        html += "<th>" + HtmlEscape(group) + "</th>";
     html += "</tr></thead>\n<tbody>";
     for (const HostLine& line : tally.SortedLines())
     {
@@ -149,16 +121,16 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
         html += "\n<tr><td class=\"host\">";
         if (line.Problem.empty() || !line.File.empty())
             html +=
-                "<a href=\"" + EscapeHtml(LinkTo(line.File, outputPath)) + "\">" + EscapeHtml(name) + "</a>";
+                "<a href=\"" + HtmlEscape(LinkTo(line.File, outputPath)) + "\">" + HtmlEscape(name) + "</a>";
         else
-            html += EscapeHtml(name);
+            html += HtmlEscape(name);
         if (!line.Model.empty())
-            html += "<span class=\"detail\">" + EscapeHtml(line.Model) + "</span>";
+            html += "<span class=\"detail\">" + HtmlEscape(line.Model) + "</span>";
         if (!line.TimeStamp.empty())
-            html += "<span class=\"detail\">" + EscapeHtml(line.TimeStamp) + "</span>";
+            html += "<span class=\"detail\">" + HtmlEscape(line.TimeStamp) + "</span>";
         html += "</td><td class=\"" + std::string(IconClass(line.Worst)) + "\">" + Label(line.Worst);
         if (!line.Problem.empty())
-            html += "<span class=\"problem\">" + EscapeHtml(line.Problem) + "</span>";
+            html += "<span class=\"problem\">" + HtmlEscape(line.Problem) + "</span>";
         html += "</td>";
         for (const std::string& group : tally.Groups())
         {
@@ -171,7 +143,7 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
             html += "<td class=\"" + std::string(IconClass(cell->second.Status)) + "\">" +
                     Label(cell->second.Status);
             if (!cell->second.Detail.empty())
-                html += "<span class=\"detail\">" + EscapeHtml(cell->second.Detail) + "</span>";
+                html += "<span class=\"detail\">" + HtmlEscape(cell->second.Detail) + "</span>";
             html += "</td>";
         }
         html += "</tr>";

@@ -13,7 +13,6 @@ namespace FleetOverview
 std::string Render(const FleetTally& tally, const std::string& outputPath, const std::string& generatedAt);
 bool Write(const FleetTally& tally, const std::string& outputPath, std::string& error);
 
-std::string EscapeHtml(const std::string& text);
 // A relative link from the overview's folder to a page, percent-encoded for an href.
 std::string LinkTo(const std::string& page, const std::string& outputPath);
 } // namespace FleetOverview

@@ -1,5 +1,7 @@
 #include "PageRedactor.h"
 
+#include "HtmlEscape.h"
+
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
@@ -12,34 +14,6 @@
 
 namespace
 {
-// The page writes daemon texts with these four characters escaped, so that is how a value
-// appears in its bytes.
-std::string AsWritten(const std::string& value)
-{
-    std::string out;
-    for (char c : value)
-    {
-        switch (c)
-        {
-        case '&':
-            out += "&amp;";
-            break;
-        case '<':
-            out += "&lt;";
-            break;
-        case '>':
-            out += "&gt;";
-            break;
-        case '"':
-            out += "&quot;";
-            break;
-        default:
-            out += c;
-        }
-    }
-    return out;
-}
-
 std::string KindOfTitle(const std::string& title)
 {
     auto has = [&](const char* word) { return title.find(word) != std::string::npos; };
@@ -132,7 +106,7 @@ std::string PageRedactor::Redact(const std::string& bytes, const HostPage& page)
     {
         if (kind.empty() || value.empty() || value == "N/A")
             return;
-        std::string written = AsWritten(value);
+        std::string written = HtmlEscape(value);
         for (const auto& r : replacements)
             if (r.first == written)
                 return;
