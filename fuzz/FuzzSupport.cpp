@@ -43,13 +43,19 @@ const std::string& PrivateSysRoot()
 {
     if (g_Root.empty())
     {
-        char pattern[] = "/tmp/hcfuzz.XXXXXX";
-        if (mkdtemp(pattern) == nullptr)
+        // In memory where the machine has it: the file-backed targets write their input to a
+        // file on every run.
+        char pattern[] = "/dev/shm/hcfuzz.XXXXXX";
+        char fallback[] = "/tmp/hcfuzz.XXXXXX";
+        char* made = mkdtemp(pattern);
+        if (made == nullptr)
+            made = mkdtemp(fallback);
+        if (made == nullptr)
         {
             perror("mkdtemp");
             abort();
         }
-        g_Root = pattern;
+        g_Root = made;
         setenv("HOSTCAPTURE_SYSROOT", g_Root.c_str(), 1);
         atexit(RemoveRoot);
     }
