@@ -83,6 +83,8 @@ def registry_seeds():
     write("registry", "odd_lines", "no tag here\n=s=empty name\nx=d=notanumber\ny=b=zz 1\n[a]\n[b]\n\n")
     write("registry", "value_and_subkey", "[k]\nv=s=1\n\nk=s=replaces?\n[k]\n\n")
     write("registry", "unclosed", "[a]\n[b]\n[c]\nv=d=-1\n")
+    # Line ends converted twice: once made every save shorten the value by one carriage return.
+    write("registry", "crlf_twice", "[k\r]\r\r\nv=s=x\r\r\r\n\r\r\n\r\n")
 
 
 def traceconfig_seeds():
