@@ -201,13 +201,11 @@ async function checkMarkup(browser, file) {
     let shown = 0;
     for (let at = text.indexOf(payload); at >= 0; at = text.indexOf(payload, at + 1)) shown++;
     return {
-      injected: window.__injected,
       shown,
       scripts: document.scripts.length,
       images: document.images.length,
       svgs: document.querySelectorAll('svg').length,
       bold: document.querySelectorAll('b').length,
-      tables: document.querySelectorAll('table').length,
       closedTables: document.querySelectorAll('table table').length,
     };
   }, PAYLOAD);
