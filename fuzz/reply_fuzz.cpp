@@ -42,12 +42,14 @@ public:
         uint32_t result = kTransportNoChannel;
         if (!m_Exhausted)
         {
+            // The reply replaces the document, and it need not repeat the operation code.
+            const uint32_t askedOc = GetCmdValue(request, request.Slot(), "OC", 0);
             std::string reply;
             result = SendRequestOnFd(m_Channel, request.Serialize().c_str(), reply, timeout);
             if (result == kTransportOk)
             {
                 request.ParseReply(reply);
-                BoundCount(request);
+                BoundCount(request, askedOc);
             }
             // After a failed read the stream is out of step or at its end, like a channel the
             // daemon closed: everything after it fails without touching the socket.
@@ -78,12 +80,12 @@ private:
     // The report loops over as many rows as the daemon counts. A count of four billion is a
     // question of run time, not of memory safety, and would make every such input a time-out:
     // counts above 8 are folded into 0..8 after the reply went through transport and parse.
-    static void BoundCount(CObraRequest& request)
+    static void BoundCount(CObraRequest& request, uint32_t askedOc)
     {
         static const std::set<uint32_t> kCountCodes = {0x0300, 0x0400, 0x0500, 0x0520, 0x0600, 0x0700,
                                                        0x1480, 0x1800, 0x2110, 0x2130, 0x2150};
         const int slot = request.Slot();
-        if (kCountCodes.count(GetCmdValue(request, slot, "OC", 0)) == 0)
+        if (kCountCodes.count(askedOc) == 0)
             return;
         const rapidjson::Value* data = GetCommandData(request, slot);
         if (data == nullptr || !data->IsNumber() || (data->IsUint() && data->GetUint() <= 8))
