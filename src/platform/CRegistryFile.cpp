@@ -18,8 +18,11 @@ enum class LineKind
 };
 
 // Reads one line without keeping more than kMaxLineLength + 1 characters of it; the rest of an
-// overlong line is consumed and dropped. A trailing carriage return is removed, so files
-// edited on other systems still have empty closing lines.
+// overlong line is consumed and dropped. Trailing carriage returns are removed, so files
+// edited on other systems still have empty closing lines. All of them go, not just one: a file
+// whose line ends were converted twice ("\r\r\n") would otherwise keep a carriage return at the
+// end of a value, which the writer puts back as it is and the next read shortens again, so
+// every save would change the value. No value the program sets holds one.
 LineKind ReadLine(FILE* file, std::string& line)
 {
     line.clear();
@@ -41,7 +44,7 @@ LineKind ReadLine(FILE* file, std::string& line)
     }
     if (!sawAnything)
         return LineKind::End;
-    if (!line.empty() && line.back() == '\r')
+    while (!line.empty() && line.back() == '\r')
         line.pop_back();
     if (tooLong || line.size() > CRegistryFile::kMaxLineLength)
         return LineKind::TooLong;

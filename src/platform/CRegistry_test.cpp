@@ -10,15 +10,16 @@
 namespace
 {
 // Unsorted, upper-case hex, binary without trailing blank, a duplicate name, a value line named
-// like a key of its block, an unknown tag and a line without '=': everything the reader must
-// tolerate in a hand-edited file. A later line replaces an earlier entry of the same name.
-const char kHandWritten[] = "Zeta=s=last\nAlpha=s=first\nCount=d=-42\nAlpha=s=replaced\n"
+// like a key of its block, an unknown tag, a line without '=' and line ends converted twice
+// ("\r\r\n"): everything the reader must tolerate in a hand-edited file. A later line replaces
+// an earlier entry of the same name.
+const char kHandWritten[] = "Zeta=s=last\nAlpha=s=first\nCount=d=-42\nAlpha=s=replaced\nTwice=s=crlf\r\r\n"
                             "Note=x=unknown tag\nno equals sign here\n"
                             "[HKEY_LOCAL_MACHINE]\nBytes=b=AB 01\nEmpty=b=\n"
                             "[SOFTWARE]\nEq=s=a=b\nPath=es=%HOME%\\bin\n\n"
                             "[Setup]\nInner=s=dropped with its key\n\nSetup=d=7\n\n"
                             "[HKEY_USERS]\n\n\n";
-const char kCanonical[] = "Alpha=s=replaced\nCount=d=-42\nZeta=s=last\n"
+const char kCanonical[] = "Alpha=s=replaced\nCount=d=-42\nTwice=s=crlf\nZeta=s=last\n"
                           "[HKEY_LOCAL_MACHINE]\nBytes=b=ab 01 \nEmpty=b=\nSetup=d=7\n"
                           "[SOFTWARE]\nEq=s=a=b\nPath=es=%HOME%\\bin\n\n\n"
                           "[HKEY_USERS]\n\n\n";
