@@ -2,6 +2,20 @@
 
 #include <cstdint>
 
+namespace
+{
+const char kReplacement[] = "\xEF\xBF\xBD"; // U+FFFD
+
+bool IsControl(const std::string& text, size_t pos, size_t length)
+{
+    const uint8_t lead = static_cast<uint8_t>(text[pos]);
+    if (length == 1)
+        return (lead < 0x20 && lead != '\t') || lead == 0x7F;
+    // C1 controls U+0080 to U+009F are encoded C2 80 to C2 9F.
+    return length == 2 && lead == 0xC2 && static_cast<uint8_t>(text[pos + 1]) <= 0x9F;
+}
+} // namespace
+
 namespace Utf8
 {
 size_t SequenceLength(const std::string& text, size_t pos)
@@ -60,5 +74,32 @@ bool IsValid(const std::string& text)
         pos += length;
     }
     return true;
+}
+
+std::string Repaired(const std::string& text, Controls controls)
+{
+    std::string out;
+    out.reserve(text.size());
+    size_t pos = 0;
+    while (pos < text.size())
+    {
+        const size_t length = SequenceLength(text, pos);
+        if (length == 0)
+        {
+            out += kReplacement;
+            ++pos;
+        }
+        else if (controls == Controls::Replace && IsControl(text, pos, length))
+        {
+            out += kReplacement;
+            pos += length;
+        }
+        else
+        {
+            out.append(text, pos, length);
+            pos += length;
+        }
+    }
+    return out;
 }
 } // namespace Utf8

@@ -13,4 +13,15 @@ size_t SequenceLength(const std::string& text, size_t pos);
 
 // Every byte of text belongs to a well-formed sequence.
 bool IsValid(const std::string& text);
+
+// What Repaired does with control characters besides ill-formed bytes.
+enum class Controls
+{
+    Keep,    // only ill-formed bytes are replaced (the text stays what it said)
+    Replace, // C0 controls except tab, DEL and C1 controls become U+FFFD too (text for a page)
+};
+
+// text made well-formed: every byte that begins no well-formed sequence becomes U+FFFD, and
+// with Controls::Replace so does every control character.
+std::string Repaired(const std::string& text, Controls controls);
 } // namespace Utf8

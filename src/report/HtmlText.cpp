@@ -7,50 +7,11 @@
 #include <cstdint>
 #include <cstdio>
 
-namespace
-{
-const char kReplacement[] = "\xEF\xBF\xBD"; // U+FFFD
-
-// Sequence boundaries are the platform's, shared with the XML reader.
-using Utf8::SequenceLength;
-
-bool IsControl(const std::string& text, size_t pos, size_t length)
-{
-    const uint8_t lead = static_cast<uint8_t>(text[pos]);
-    if (length == 1)
-        return (lead < 0x20 && lead != '\t') || lead == 0x7F;
-    // C1 controls U+0080 to U+009F are encoded C2 80 to C2 9F.
-    return length == 2 && lead == 0xC2 && static_cast<uint8_t>(text[pos + 1]) <= 0x9F;
-}
-} // namespace
-
 namespace HtmlText
 {
 std::string RepairUtf8(const std::string& text)
 {
-    std::string out;
-    out.reserve(text.size());
-    size_t pos = 0;
-    while (pos < text.size())
-    {
-        const size_t length = SequenceLength(text, pos);
-        if (length == 0)
-        {
-            out += kReplacement;
-            ++pos;
-        }
-        else if (IsControl(text, pos, length))
-        {
-            out += kReplacement;
-            pos += length;
-        }
-        else
-        {
-            out.append(text, pos, length);
-            pos += length;
-        }
-    }
-    return out;
+    return Utf8::Repaired(text, Utf8::Controls::Replace);
 }
 
 std::string FromDaemon(const std::string& text)

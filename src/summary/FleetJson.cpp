@@ -1,5 +1,7 @@
 #include "FleetJson.h"
 
+#include "Utf8.h"
+
 #include <rapidjson/filewritestream.h>
 #include <rapidjson/prettywriter.h>
 
@@ -10,45 +12,10 @@ namespace
 {
 using JsonWriter = rapidjson::PrettyWriter<rapidjson::FileWriteStream>;
 
-// The export must stay valid JSON whatever a page holds: bytes that are not UTF-8 become U+FFFD.
-std::string ValidUtf8(const std::string& text)
-{
-    std::string out;
-    out.reserve(text.size());
-    const auto* s = reinterpret_cast<const unsigned char*>(text.data());
-    size_t n = text.size();
-    for (size_t i = 0; i < n;)
-    {
-        unsigned char c = s[i];
-        size_t length = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
-        bool ok = length > 0 && i + length <= n;
-        for (size_t k = 1; ok && k < length; ++k)
-            ok = (s[i + k] & 0xC0) == 0x80;
-        if (ok && length > 1)
-        {
-            uint32_t cp = c & (0x7F >> length);
-            for (size_t k = 1; k < length; ++k)
-                cp = (cp << 6) | (s[i + k] & 0x3F);
-            static const uint32_t kMin[] = {0, 0, 0x80, 0x800, 0x10000};
-            ok = cp >= kMin[length] && cp <= 0x10FFFF && (cp < 0xD800 || cp > 0xDFFF);
-        }
-        if (ok)
-        {
-            out.append(text, i, length);
-            i += length;
-        }
-        else
-        {
-            out += "\xEF\xBF\xBD";
-            ++i;
-        }
-    }
-    return out;
-}
-
 void String(JsonWriter& w, const std::string& text)
 {
-    std::string valid = ValidUtf8(text);
+    // The export must stay valid JSON whatever a page holds.
+    const std::string valid = Utf8::Repaired(text, Utf8::Controls::Keep);
     w.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
 }
 
