@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ftw.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -92,3 +93,22 @@ std::vector<std::string> SplitParts(const uint8_t* data, size_t size, size_t max
     return parts;
 }
 } // namespace FuzzSupport
+
+void FuzzSupport::QueueOnSocket(const uint8_t* data, size_t size, int fds[2])
+{
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0)
+        abort();
+    // Room for every input the targets accept, so that queuing never blocks.
+    const int bufferSize = 512 * 1024;
+    setsockopt(fds[1], SOL_SOCKET, SO_SNDBUF, &bufferSize, sizeof bufferSize);
+    setsockopt(fds[0], SOL_SOCKET, SO_RCVBUF, &bufferSize, sizeof bufferSize);
+    size_t written = 0;
+    while (written < size)
+    {
+        const ssize_t count = send(fds[1], data + written, size - written, MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (count <= 0)
+            abort();
+        written += static_cast<size_t>(count);
+    }
+    shutdown(fds[1], SHUT_WR);
+}

@@ -60,19 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size > 65536)
         return -1;
     int fds[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0)
-        abort();
-    const int bufferSize = 512 * 1024;
-    setsockopt(fds[1], SOL_SOCKET, SO_SNDBUF, &bufferSize, sizeof bufferSize);
-    setsockopt(fds[0], SOL_SOCKET, SO_RCVBUF, &bufferSize, sizeof bufferSize);
-    size_t written = 0;
-    while (written < size)
-    {
-        ssize_t count = send(fds[1], data + written, size - written, MSG_DONTWAIT | MSG_NOSIGNAL);
-        if (count <= 0)
-            abort();
-        written += static_cast<size_t>(count);
-    }
+    FuzzSupport::QueueOnSocket(data, size, fds);
     close(fds[1]);
 
     CObraRequest event(0);
