@@ -33,23 +33,10 @@ const char kStyle[] =
     "thead{display:table-header-group}*{-webkit-print-color-adjust:exact;print-color-adjust:exact}}";
 
 // The overview's status classes reuse the report's icons; unreadable hosts show the unknown icon.
-const char* IconClass(HostStatus status)
+std::string IconClass(HostStatus status)
 {
-    switch (status)
-    {
-    case HostStatus::NotPresent:
-        return "status-not-present";
-    case HostStatus::Normal:
-        return "status-normal";
-    case HostStatus::Warning:
-        return "status-warning";
-    case HostStatus::Major:
-        return "status-major";
-    case HostStatus::Error:
-        return "status-error";
-    default:
-        return "status-unknown";
-    }
+    return std::string("status-") +
+           (status == HostStatus::Unreadable ? "unknown" : HostStatusRules::Name(status));
 }
 
 std::string IconRules()
@@ -108,7 +95,7 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
     for (int s = HostStatusRules::kCount - 1; s >= 0; --s)
     {
         HostStatus status = static_cast<HostStatus>(s);
-        html += "\n<span class=\"count " + std::string(IconClass(status)) + "\">" + Label(status) + ": " +
+        html += "\n<span class=\"count " + IconClass(status) + "\">" + Label(status) + ": " +
                 std::to_string(tally.HostsWith(status)) + "</span>";
     }
     html += "\n</div>\n<table>\n<thead><tr><th>Host</th><th>Status</th>";
@@ -128,7 +115,7 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
             html += "<span class=\"detail\">" + HtmlEscape(line.Model) + "</span>";
         if (!line.TimeStamp.empty())
             html += "<span class=\"detail\">" + HtmlEscape(line.TimeStamp) + "</span>";
-        html += "</td><td class=\"" + std::string(IconClass(line.Worst)) + "\">" + Label(line.Worst);
+        html += "</td><td class=\"" + IconClass(line.Worst) + "\">" + Label(line.Worst);
         if (!line.Problem.empty())
             html += "<span class=\"problem\">" + HtmlEscape(line.Problem) + "</span>";
         html += "</td>";
@@ -140,7 +127,7 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
                 html += "<td class=\"status-unknown\">-</td>";
                 continue;
             }
-            html += "<td class=\"" + std::string(IconClass(cell->second.Status)) + "\">" +
+            html += "<td class=\"" + IconClass(cell->second.Status) + "\">" +
                     Label(cell->second.Status);
             if (!cell->second.Detail.empty())
                 html += "<span class=\"detail\">" + HtmlEscape(cell->second.Detail) + "</span>";
