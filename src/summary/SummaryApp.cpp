@@ -1,5 +1,6 @@
 #include "SummaryApp.h"
 
+#include "CollectionName.h"
 #include "FleetJson.h"
 #include "FleetOverview.h"
 #include "FleetTally.h"
@@ -23,10 +24,12 @@ const char kUsage[] =
     "Reads HostCapture pages (folders are searched recursively for *.html) and summarises them.\n"
     "  --json FILE     write the machine-readable export to FILE (- for standard output)\n"
     "  --html FILE     write the fleet overview page to FILE\n"
+    "  --metrics FILE  write the Prometheus metrics (text format) of every host's page to FILE,\n"
+    "                  replacing it whole; hosts are named by their folder, or by the page\n"
     "  --redact DIR    write a copy of every page to DIR with serial numbers, host names and\n"
     "                  addresses replaced by tokens; the key goes to DIR/redaction-key.json (mode 0600)\n"
     "  --latest        read only the newest page of every folder (names sort by time)\n"
-    "  --quiet         no status line on standard output\n"
+    "  --quiet         no status on standard output\n"
     "  --help          this text\n"
     "Exit status: 0 all normal, 1 some warning, 2 some error or major,\n"
     "3 some page unreadable or unknown (an error outranks 3, 3 outranks a warning).\n";
@@ -37,7 +40,7 @@ bool SummaryApp::IsOutput(const std::string& path) const
     std::error_code ec;
     auto same = [&](const std::string& output)
     { return !output.empty() && output != "-" && std::filesystem::equivalent(path, output, ec); };
-    return same(m_HtmlPath) || same(m_JsonPath);
+    return same(m_HtmlPath) || same(m_JsonPath) || same(m_MetricsPath);
 }
 
 bool SummaryApp::Parse(const std::vector<std::string>& arguments)
@@ -63,6 +66,11 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
         else if (a == "--html")
         {
             if (!value(m_HtmlPath))
+                return false;
+        }
+        else if (a == "--metrics")
+        {
+            if (!value(m_MetricsPath))
                 return false;
         }
         else if (a == "--redact")
@@ -149,8 +157,12 @@ void SummaryApp::SummarisePages()
         bool readable = PageReader::ReadFile(file.Path, page, m_RedactDir.empty() ? nullptr : &bytes);
         if (!readable)
             fprintf(stderr, "hostcapture-summary: %s: %s\n", file.Path.c_str(), page.Problem.c_str());
+        std::string collection = CollectionName::Of(file, page);
         m_Tally.Add(page);
         m_Json.AddPage(page);
+        m_Status.Add(collection, page);
+        if (!m_MetricsPath.empty())
+            m_PageMetrics.Add(collection, page);
         if (readable && !m_RedactDir.empty())
             WriteRedacted(bytes, page, file.Relative);
         bytes.clear();
@@ -170,6 +182,11 @@ void SummaryApp::FinishOutputs()
         fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
         m_OutputFailed = true;
     }
+    if (!m_MetricsPath.empty() && !m_Metrics.WriteFile(m_MetricsPath, error))
+    {
+        fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
+        m_OutputFailed = true;
+    }
     if (!m_RedactDir.empty() && !m_Redactor.WriteKey(m_KeyPath, error))
     {
         fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
@@ -177,23 +194,9 @@ void SummaryApp::FinishOutputs()
     }
 }
 
-// The first line a monitoring system shows: "HOSTCAPTURE WARNING - 3 hosts: 1 warning, 2 normal".
-void SummaryApp::PrintStatusLine() const
+void SummaryApp::PrintStatus(int exitCode) const
 {
-    std::string status = HostStatusRules::Name(m_Tally.Worst());
-    for (char& c : status)
-        c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
-    printf("HOSTCAPTURE %s - %d hosts:", status.c_str(), m_Tally.Hosts());
-    const char* separator = " ";
-    for (int s = HostStatusRules::kCount - 1; s >= 0; --s)
-    {
-        int count = m_Tally.HostsWith(static_cast<HostStatus>(s));
-        if (count == 0)
-            continue;
-        printf("%s%d %s", separator, count, HostStatusRules::Name(static_cast<HostStatus>(s)));
-        separator = ", ";
-    }
-    printf("\n");
+    fputs(m_Status.Text(m_Tally, exitCode).c_str(), stdout);
 }
 
 int SummaryApp::Run(const std::vector<std::string>& arguments)
@@ -217,9 +220,10 @@ int SummaryApp::Run(const std::vector<std::string>& arguments)
     }
     SummarisePages();
     FinishOutputs();
-    if (!m_Quiet && m_JsonPath != "-")
-        PrintStatusLine();
-    fflush(stdout);
     // Output that could not be written leaves the monitoring state unknown.
-    return m_OutputFailed ? kExitUsage : m_Tally.ExitCode();
+    int exitCode = m_OutputFailed ? kExitUsage : m_Tally.ExitCode();
+    if (!m_Quiet && m_JsonPath != "-")
+        PrintStatus(exitCode);
+    fflush(stdout);
+    return exitCode;
 }

@@ -3,7 +3,10 @@
 #include "FleetJson.h"
 #include "FleetTally.h"
 #include "HostPage.h"
+#include "MetricsWriter.h"
+#include "PageMetrics.h"
 #include "PageRedactor.h"
+#include "PluginStatus.h"
 
 #include <string>
 #include <vector>
@@ -26,11 +29,12 @@ private:
     void SummarisePages();
     void WriteRedacted(const std::string& bytes, const HostPage& page, const std::string& relative);
     void FinishOutputs();
-    void PrintStatusLine() const;
+    void PrintStatus(int exitCode) const;
 
     std::string m_JsonPath;
     std::string m_HtmlPath;
     std::string m_RedactDir;
+    std::string m_MetricsPath;
     bool m_Latest = false;
     bool m_Quiet = false;
     bool m_Help = false;
@@ -40,5 +44,8 @@ private:
     FleetTally m_Tally;
     FleetJson m_Json;
     PageRedactor m_Redactor;
+    MetricsWriter m_Metrics;
+    PageMetrics m_PageMetrics{m_Metrics};
+    PluginStatus m_Status;
     bool m_OutputFailed = false;
 };
