@@ -95,9 +95,13 @@ PageMetrics::PageMetrics(MetricsWriter& writer) : m_Writer(writer)
                                    "When the page was captured (its date line, local time), in seconds "
                                    "since 1970.");
     m_Info = writer.Declare("hostcapture_info", "Identity of the host as its page tells it; always 1.");
+    m_GroupState = writer.Declare("hostcapture_group_state",
+                                  "State of a health group (Environment, Power Supply, ...): 0 normal, 1 "
+                                  "warning, 2 critical (error or major), NaN unknown; a group not present "
+                                  "has no series.");
     m_SectionState = writer.Declare("hostcapture_section_state",
-                                    "State of a health section: 0 normal, 1 warning, 2 critical (error or "
-                                    "major), NaN unknown; a section not present has no series.");
+                                    "State of a section of a health group: 0 normal, 1 warning, 2 critical "
+                                    "(error or major), NaN unknown; a section not present has no series.");
     m_MemberState = writer.Declare("hostcapture_member_state",
                                    "State of a member (table row) of a section: 0 normal, 1 warning, 2 "
                                    "critical (error or major), NaN unknown; a member not present has no "
@@ -184,7 +188,9 @@ void PageMetrics::AddSections(const HostPage& page)
         if (section.Block != HostStatusRules::kHealthBlock)
             continue;
         double state;
-        if (StateValue(section.Status, state))
+        if (StateValue(section.Status, state) && section.Level == 1)
+            m_Writer.Sample(m_GroupState, {{"group", section.Group}}, state);
+        else if (StateValue(section.Status, state))
             m_Writer.Sample(m_SectionState, {{"group", section.Group}, {"section", section.Title}}, state);
         if (section.Title == HostStatusRules::kEventLogTitle)
         {
@@ -215,8 +221,9 @@ void PageMetrics::AddSections(const HostPage& page)
                     continue;
                 }
                 MetricsWriter::Labels labels = {{"section", section.Title}, {"member", members[i]}};
+                // The group lets a rule name a group's state only where no member tells more.
                 if (StateValue(row.Status, state))
-                    m_Writer.Sample(m_MemberState, labels, state);
+                    m_Writer.Sample(m_MemberState, {{"group", section.Group}, labels[0], labels[1]}, state);
                 for (size_t c = 0; c < row.Cells.size() && c < columns.size(); ++c)
                 {
                     double value;

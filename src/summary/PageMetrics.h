@@ -31,7 +31,8 @@ private:
     void AddEventLog(const PageSection& section);
 
     MetricsWriter& m_Writer;
-    MetricsWriter::Family m_Readable, m_CaptureTime, m_Info, m_SectionState, m_MemberState, m_LeftOut;
+    MetricsWriter::Family m_Readable, m_CaptureTime, m_Info, m_GroupState, m_SectionState, m_MemberState,
+        m_LeftOut;
     MetricsWriter::Family m_EventEntries, m_EventNewest;
     struct Reading
     {
