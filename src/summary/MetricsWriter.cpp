@@ -145,7 +145,12 @@ bool MetricsWriter::WriteFile(const std::string& path, std::string& error) const
 
 std::string MetricsWriter::QuoteLabel(const std::string& value)
 {
-    std::string valid = Bounded(Utf8::Repaired(value, Utf8::Controls::Keep), kMaxLabelBytes);
+    // Most labels are short ASCII names: only others need the UTF-8 repair.
+    bool ascii = true;
+    for (char c : value)
+        ascii = ascii && static_cast<unsigned char>(c) < 0x80;
+    std::string valid =
+        Bounded(ascii ? value : Utf8::Repaired(value, Utf8::Controls::Keep), kMaxLabelBytes);
     std::string quoted = "\"";
     for (char c : valid)
     {
