@@ -149,8 +149,7 @@ std::string MetricsWriter::QuoteLabel(const std::string& value)
     bool ascii = true;
     for (char c : value)
         ascii = ascii && static_cast<unsigned char>(c) < 0x80;
-    std::string valid =
-        Bounded(ascii ? value : Utf8::Repaired(value, Utf8::Controls::Keep), kMaxLabelBytes);
+    std::string valid = Bounded(ascii ? value : Utf8::Repaired(value, Utf8::Controls::Keep), kMaxLabelBytes);
     std::string quoted = "\"";
     for (char c : valid)
     {

@@ -13,7 +13,8 @@
 // had, so a folder read oldest page first ends with the newest page's series.
 //
 // Whoever has series to add declares its own families on the same writer (the page's state and
-// values, changes since the last capture, ...), so one file holds them all, each family once.
+// values, changes since the last capture, ...), so one file holds them all, each family once;
+// see MetricsSource.
 class MetricsWriter
 {
 public:

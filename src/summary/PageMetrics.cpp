@@ -148,9 +148,8 @@ bool PageMetrics::Number(const std::string& cell, double& value)
     return result.ec == std::errc() && result.ptr == cell.data() + cell.size();
 }
 
-void PageMetrics::Add(const std::string& collection, const HostPage& page)
+void PageMetrics::AddPage(const HostPage& page)
 {
-    m_Writer.BeginCollection(collection);
     m_Writer.Sample(m_Readable, {}, page.Readable ? 1 : 0);
     if (!page.Readable)
         return;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HostPage.h"
+#include "MetricsSource.h"
 #include "MetricsWriter.h"
 
 #include <string>
@@ -11,13 +12,12 @@
 // convention: 0 normal, 1 warning, 2 critical (error or major), NaN unknown; something not
 // present has no series. A table's "N more left out" row is no member: it becomes the count
 // hostcapture_members_left_out of its section.
-class PageMetrics
+class PageMetrics : public MetricsSource
 {
 public:
     explicit PageMetrics(MetricsWriter& writer);
 
-    // Replaces what the collection (the host label) had with the series of this page.
-    void Add(const std::string& collection, const HostPage& page);
+    void AddPage(const HostPage& page) override;
 
     // The state value of a page status; false for a status that gives no series (not present).
     static bool StateValue(ReportStatus status, double& value);

@@ -269,7 +269,8 @@ TEST(PageMetrics, LeftOutRowsCutTextsRepeatedNamesAndMissingValues)
 
     MetricsWriter writer;
     PageMetrics metrics(writer);
-    metrics.Add("h", page);
+    writer.BeginCollection("h");
+    metrics.AddPage(page);
     auto series = Series(writer.Text());
     const std::string drive = "hostcapture_member_state{host=\"h\",group=\"Mass Storage\",section=\"RAID "
                               "Physical Drives\",member=";

@@ -162,7 +162,11 @@ void SummaryApp::SummarisePages()
         m_Json.AddPage(page);
         m_Status.Add(collection, page);
         if (!m_MetricsPath.empty())
-            m_PageMetrics.Add(collection, page);
+        {
+            m_Metrics.BeginCollection(collection);
+            for (MetricsSource* source : m_MetricsSources)
+                source->AddPage(page);
+        }
         if (readable && !m_RedactDir.empty())
             WriteRedacted(bytes, page, file.Relative);
         bytes.clear();

@@ -46,6 +46,8 @@ private:
     PageRedactor m_Redactor;
     MetricsWriter m_Metrics;
     PageMetrics m_PageMetrics{m_Metrics};
+    // Every kind of series of the metrics file, asked in this order for each page.
+    std::vector<MetricsSource*> m_MetricsSources{&m_PageMetrics};
     PluginStatus m_Status;
     bool m_OutputFailed = false;
 };
