@@ -3,6 +3,7 @@
 #include "Clock.h"
 #include "SafeOpen.h"
 #include "SysPath.h"
+#include "SysRootTrust.h"
 
 #include <cctype>
 #include <cerrno>
@@ -23,7 +24,14 @@ CDebug g_Debug("HostCapture");
 namespace
 {
 const char kTrailer[] = "## TRACE-END ##\n";
+
+bool IsBelowSysRoot(const std::string& path)
+{
+    const std::string root = SysRoot();
+    return !root.empty() && path.compare(0, root.size(), root) == 0 &&
+           (path.size() == root.size() || path[root.size()] == '/' || root == "/");
 }
+} // namespace
 
 CDebug::CDebug(const char* applicationName)
 {
@@ -127,6 +135,8 @@ FILE* CDebug::OpenLogStream(const std::string& folder, const std::string& name)
     // of root's files under the log's name between two runs.
     if (concern.empty() && geteuid() == 0)
         concern = SafeOpen::FolderConcern(status);
+    if (concern.empty() && IsBelowSysRoot(folder) && !SysRootTrust::IsUsable())
+        concern = "below a refused system root";
     int fd = -1;
     if (concern.empty())
     {

@@ -62,7 +62,8 @@ bool IsUsable()
     if (reported.insert(root).second)
     {
         std::fprintf(stderr,
-                     "HOSTCAPTURE_SYSROOT \"%s\" refused: %s; the management daemon counts as absent\n",
+                     "HOSTCAPTURE_SYSROOT \"%s\" refused: %s; no daemon, trace configuration or log below it "
+                     "is used\n",
                      root.c_str(), concern.c_str());
         std::fflush(stderr);
     }

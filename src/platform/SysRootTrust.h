@@ -13,6 +13,6 @@ namespace SysRootTrust
 std::string Concern(const std::string& root);
 
 // True unless the program runs as root and the system root in force has a concern. A refused
-// root is named once per process on standard error.
+// root is named once per process on standard error; nothing below it is then used.
 bool IsUsable();
 } // namespace SysRootTrust

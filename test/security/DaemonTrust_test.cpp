@@ -111,7 +111,7 @@ TEST_F(DaemonTrustTest, ADaemonOfAnotherUserIsNotAsked)
 }
 
 // As root, a system root that another user owns or may write is refused with a message, and the
-// daemon below it counts as absent: it is asked nothing.
+// daemon below it counts as absent: it is asked nothing. Its trace configuration is not read.
 TEST_F(DaemonTrustTest, ASystemRootOthersCanChangeHoldsNoDaemon)
 {
     const struct
@@ -126,8 +126,12 @@ TEST_F(DaemonTrustTest, ASystemRootOthersCanChangeHoldsNoDaemon)
     for (const auto& test : cases)
     {
         SCOPED_TRACE(test.concern);
-        TempDir root;
+        TempDir root, logs;
         ASSERT_FALSE(CopyDemoRoot(root.Path()).empty());
+        // Its trace configuration would send root's log into a folder of root's.
+        ASSERT_EQ(0, chmod(logs.Path().c_str(), 0755));
+        root.Write("opt/TessmarkQDX/vital/etc/TessmarkSuite/TraceConfig/hc.ini",
+                   "[HostCapture]\nFileDebugLevel=4\nRingBufferDirectory=" + logs.Path() + "\n[EndOfFile]\n");
         SimProcess sim(root.Path());
         ASSERT_TRUE(sim.Start(SimProcess::ShippedProfile("demo.json"))) << sim.Error();
         ASSERT_EQ(0, chown(root.Path().c_str(), test.owner, test.owner));
@@ -150,5 +154,8 @@ TEST_F(DaemonTrustTest, ASystemRootOthersCanChangeHoldsNoDaemon)
                                                      "\" refused: \"" + root.Path() + "\" " + test.concern))
             << run.errors;
         EXPECT_TRUE(sim.RequestLogLines().empty());
+        EXPECT_NE(0, access((logs.Path() + "/log.hostcapture").c_str(), F_OK));
+        EXPECT_EQ(run.errors.find("HOSTCAPTURE_SYSROOT"), run.errors.rfind("HOSTCAPTURE_SYSROOT"))
+            << "said once";
     }
 }
