@@ -85,31 +85,3 @@ TEST(SafeOpen, ForReadingTakesRegularFilesWithoutWaiting)
     EXPECT_EQ(4, read(fd, buffer, sizeof buffer));
     close(fd);
 }
-
-TEST(SafeOpen, FolderConcernNamesWhoElseCouldWrite)
-{
-    const uid_t self = geteuid();
-    const struct
-    {
-        mode_t mode;
-        uid_t owner;
-        std::string concern;
-    } cases[] = {
-        {S_IFDIR | 0755, self, ""},
-        {S_IFDIR | 0700, 0, ""},
-        {S_IFDIR | 0775, self, "writable by other users"},
-        {S_IFDIR | 01777, 0, "writable by other users"},
-        {S_IFDIR | 0755, 4242, "owned by uid 4242"},
-        {S_IFREG | 0644, self, "not a folder"},
-    };
-    for (const auto& test : cases)
-    {
-        struct stat status
-        {
-        };
-        status.st_mode = test.mode;
-        status.st_uid = test.owner;
-        EXPECT_EQ(test.concern, SafeOpen::FolderConcern(status))
-            << std::oct << test.mode << " " << test.owner;
-    }
-}
