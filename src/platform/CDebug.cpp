@@ -25,6 +25,25 @@ namespace
 {
 const char kTrailer[] = "## TRACE-END ##\n";
 
+// Why SafeOpen::ForWriting refused an existing log; empty for ordinary failures (no permission,
+// no such folder), which only the system log hears of, as before.
+std::string RefusalText(int error)
+{
+    switch (error)
+    {
+    case ELOOP:
+        return "the log is a symbolic link";
+    case EINVAL:
+        return "the log is not a regular file";
+    case EMLINK:
+        return "the log has more than one name";
+    case EPERM:
+        return "the log belongs to another user";
+    default:
+        return std::string();
+    }
+}
+
 bool IsBelowSysRoot(const std::string& path)
 {
     const std::string root = SysRoot();
@@ -143,8 +162,8 @@ FILE* CDebug::OpenLogStream(const std::string& folder, const std::string& name)
         // Not through a link and only a regular file of our own; readable by us alone, as a
         // detailed trace holds every reply of the daemon. Emptied once accepted.
         fd = SafeOpen::ForWriting(folderFd, name, 0600, false);
-        if (fd < 0 && (errno == ELOOP || errno == EINVAL || errno == EMLINK || errno == EPERM))
-            concern = std::string("its log file ") + std::strerror(errno);
+        if (fd < 0)
+            concern = RefusalText(errno);
         if (fd >= 0 && ftruncate(fd, 0) != 0)
         {
             close(fd);

@@ -3,7 +3,6 @@
 // hold the run.
 #include "SecurityTest.h"
 
-#include <cerrno>
 #include <csignal>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,7 +36,7 @@ TEST_F(TraceLogTest, LinksAtTheLogAreNotFollowedEvenForTheHelp)
         std::string concern;
     } cases[] = {
         {m_Home.Path(), true, "not used (owned by uid 65534)"},
-        {rootFolder, false, "not used (its log file " + std::string(std::strerror(ELOOP)) + ")"},
+        {rootFolder, false, "not used (the log is a symbolic link)"},
     };
     for (const auto& test : cases)
     {
