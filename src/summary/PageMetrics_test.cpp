@@ -1,5 +1,5 @@
-#include "CollectionName.h"
 #include "HostStatus.h"
+#include "MetricsHost.h"
 #include "MetricsWriter.h"
 #include "PageMetrics.h"
 
@@ -105,7 +105,7 @@ TEST(PageMetrics, LeftOutRowsCutTextsRepeatedNamesAndMissingValues)
     EXPECT_LE(MetricsWriter::QuoteLabel(longName).size(), MetricsWriter::kMaxLabelBytes + 2);
 }
 
-TEST(PageMetrics, CollectionIsTheHostsFolderOrThePagesHostName)
+TEST(PageMetrics, HostIsTheHostsFolderOrThePagesHostName)
 {
     HostPage named;
     named.Identity.HostName = "alpha.example.net";
@@ -124,5 +124,5 @@ TEST(PageMetrics, CollectionIsTheHostsFolderOrThePagesHostName)
         {{"/tmp/broken.html", "broken.html"}, unnamed, "broken.html"},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(CollectionName::Of(c.File, c.Page), c.Collection) << c.File.Path;
+        EXPECT_EQ(MetricsHost::Of(c.File, c.Page), c.Collection) << c.File.Path;
 }

@@ -1,9 +1,9 @@
 #include "SummaryApp.h"
 
-#include "CollectionName.h"
 #include "FleetJson.h"
 #include "FleetOverview.h"
 #include "FleetTally.h"
+#include "MetricsHost.h"
 #include "PageFiles.h"
 #include "PageReader.h"
 #include "PageRedactor.h"
@@ -157,7 +157,7 @@ void SummaryApp::SummarisePages()
         bool readable = PageReader::ReadFile(file.Path, page, m_RedactDir.empty() ? nullptr : &bytes);
         if (!readable)
             fprintf(stderr, "hostcapture-summary: %s: %s\n", file.Path.c_str(), page.Problem.c_str());
-        std::string collection = CollectionName::Of(file, page);
+        std::string collection = MetricsHost::Of(file, page);
         m_Tally.Add(page);
         m_Json.AddPage(page);
         m_Status.Add(collection, page);

@@ -1,9 +1,9 @@
 // The metrics file that hostcapture-summary writes for pages HostCapture wrote from known
 // profiles, compared with what the pages show.
-#include "CollectionName.h"
 #include "GeneratedPages.h"
 #include "HostStatus.h"
 #include "MemberNames.h"
+#include "MetricsHost.h"
 #include "MetricsWriter.h"
 #include "PageMetrics.h"
 #include "PageReader.h"
@@ -113,7 +113,7 @@ void ExpectPageInMetrics(const std::string& file, const std::map<std::string, st
     };
     HostPage page;
     ASSERT_TRUE(PageReader::ReadFile(file, page)) << page.Problem;
-    const std::string host = CollectionName::Of({file, file.substr(file.rfind('/') + 1)}, page);
+    const std::string host = MetricsHost::Of({file, file.substr(file.rfind('/') + 1)}, page);
     std::map<std::string, size_t> expectedPerFamily;
     auto expect = [&](const std::string& family, const std::string& key, const std::string& value)
     {

@@ -1,8 +1,8 @@
-#include "CollectionName.h"
+#include "MetricsHost.h"
 
 #include <filesystem>
 
-namespace CollectionName
+namespace MetricsHost
 {
 std::string Of(const PageFile& file, const HostPage& page)
 {
@@ -14,4 +14,4 @@ std::string Of(const PageFile& file, const HostPage& page)
         return page.Identity.HostName;
     return std::filesystem::path(file.Path).filename().string();
 }
-} // namespace CollectionName
+} // namespace MetricsHost
