@@ -72,6 +72,14 @@ bool RedactionRun::Prepare(const std::string& folder, const std::string& keyPath
             return false;
         }
     }
+    // The key is written last; a folder missing for it must stop the run before any copy exists.
+    std::error_code ec;
+    fs::path keyFolder = fs::path(m_KeyPath).parent_path();
+    if (!keyFolder.empty() && !fs::is_directory(keyFolder, ec))
+    {
+        TerminalText::Complain(m_KeyPath + ": the folder " + keyFolder.string() + " does not exist");
+        return false;
+    }
     std::string error;
     if (!m_Key.Load(m_KeyPath, error) || !m_Copies.Open(folder, error))
     {
