@@ -34,7 +34,9 @@ TEST(PageAge, DurationGrammar)
         bool ok = PageAge::ParseDuration(c.Text, seconds);
         EXPECT_EQ(ok, c.Seconds >= 0) << c.Text;
         if (ok)
+        {
             EXPECT_EQ(seconds, c.Seconds) << c.Text;
+        }
     }
 }
 
