@@ -25,10 +25,12 @@ std::string Page(const std::string& profile)
     return ReadFile(GeneratedPages::Page(profile));
 }
 
-// The playbook's name for a page of a run that started hoursAgo hours before now.
+// The playbook's name for a page of a run that started hoursAgo hours before the tests did (one
+// moment for every call, so that names written and names looked for agree).
 std::string Stamp(int hoursAgo)
 {
-    time_t when = time(nullptr) - hoursAgo * 3600;
+    static const time_t start = time(nullptr);
+    time_t when = start - hoursAgo * 3600;
     struct tm utc;
     gmtime_r(&when, &utc);
     char name[32];
