@@ -24,7 +24,7 @@ public:
     bool Finish(const FleetTally& tally);
     const std::string& Error() const { return m_Error; }
 
-    static const int kFormatVersion = 1;
+    static const int kFormatVersion = 2;
 
 private:
     struct Output;

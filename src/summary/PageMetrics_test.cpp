@@ -10,6 +10,16 @@
 
 namespace
 {
+// A table row by its parts, whatever else a row may come to hold.
+PageRow Row(ReportStatus status, const std::string& text, const std::vector<std::string>& cells)
+{
+    PageRow row;
+    row.Status = status;
+    row.Text = text;
+    row.Cells = cells;
+    return row;
+}
+
 // Series text ("name{labels}") to value text, as the file holds them.
 std::map<std::string, std::string> Series(const std::string& text)
 {
@@ -43,11 +53,11 @@ TEST(PageMetrics, LeftOutRowsCutTextsRepeatedNamesAndMissingValues)
     PageTable table;
     table.Headings = {"Status", "Adapter ID", "Designation", "Size (GByte)"};
     const std::string longName = std::string(5000, 'd') + " [cut: 59995904 bytes]";
-    table.Rows = {{StatusNormal, "Operational", {"0", "HDD", "1"}},
-                  {StatusWarning, "Rebuilding", {"0", "HDD", "N/A"}},
-                  {StatusNotPresent, "Offline", {"0", "HDD", " "}},
-                  {StatusUnknown, "Unknown", {"1", longName, "2"}},
-                  {StatusUnknown, "4096 more left out, and those of 3 more adapters", {"", "", ""}}};
+    table.Rows = {Row(StatusNormal, "Operational", {"0", "HDD", "1"}),
+                  Row(StatusWarning, "Rebuilding", {"0", "HDD", "N/A"}),
+                  Row(StatusNotPresent, "Offline", {"0", "HDD", " "}),
+                  Row(StatusUnknown, "Unknown", {"1", longName, "2"}),
+                  Row(StatusUnknown, "4096 more left out, and those of 3 more adapters", {"", "", ""})};
     drives.Tables.push_back(table);
     PageSection log;
     log.Block = HostStatusRules::kHealthBlock;
@@ -55,10 +65,10 @@ TEST(PageMetrics, LeftOutRowsCutTextsRepeatedNamesAndMissingValues)
     log.Status = StatusNotPresent;
     PageTable events;
     events.Headings = {"Status", "Error Code", "Timestamp", "Message"};
-    events.Rows = {{StatusError, "Critical", {"0x0001", "2026/11/20 10:00:00", "a"}},
-                   {StatusError, "Critical", {"0x0001", " <no date/no time> ", "b"}},
-                   {StatusError, "Critical", {"0x0001", "2026/11/24 23:59:59", "c"}},
-                   {StatusNormal, "Info", {"0x0002", "2026/11/25 00:00:00", "d"}}};
+    events.Rows = {Row(StatusError, "Critical", {"0x0001", "2026/11/20 10:00:00", "a"}),
+                   Row(StatusError, "Critical", {"0x0001", " <no date/no time> ", "b"}),
+                   Row(StatusError, "Critical", {"0x0001", "2026/11/24 23:59:59", "c"}),
+                   Row(StatusNormal, "Info", {"0x0002", "2026/11/25 00:00:00", "d"})};
     log.Tables.push_back(events);
     page.Sections = {drives, log};
 

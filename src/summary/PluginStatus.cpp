@@ -2,6 +2,7 @@
 
 #include "HostStatus.h"
 #include "MemberNames.h"
+#include "TerminalText.h"
 
 #include <set>
 
@@ -17,7 +18,8 @@ std::string OneLine(const std::string& text)
             c = '/';
         else if (c == '\n' || c == '\r')
             c = ' ';
-    return line;
+    // Nor may a page's escape sequences reach the terminal of whoever runs the check by hand.
+    return TerminalText::Safe(line);
 }
 
 const char* StateOf(HostStatus status)

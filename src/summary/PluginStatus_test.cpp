@@ -10,6 +10,16 @@
 
 namespace
 {
+// A table row by its parts, whatever else a row may come to hold.
+PageRow Row(ReportStatus status, const std::string& text, const std::vector<std::string>& cells)
+{
+    PageRow row;
+    row.Status = status;
+    row.Text = text;
+    row.Cells = cells;
+    return row;
+}
+
 HostPage Page(const std::string& host, ReportStatus memberStatus, const std::string& member = "PSU2",
               const std::string& text = "Present and failed")
 {
@@ -26,7 +36,7 @@ HostPage Page(const std::string& host, ReportStatus memberStatus, const std::str
     units.Level = 2;
     PageTable table;
     table.Headings = {"Status", "Designation", "Nominal Power (W)"};
-    table.Rows = {{StatusNormal, "OK", {"PSU1", "800"}}, {memberStatus, text, {member, "800"}}};
+    table.Rows = {Row(StatusNormal, "OK", {"PSU1", "800"}), Row(memberStatus, text, {member, "800"})};
     units.Tables.push_back(table);
     page.Sections = {group, units};
     return page;
