@@ -6,10 +6,9 @@ namespace MetricsHost
 {
 std::string Of(const PageFile& file, const HostPage& page)
 {
-    std::filesystem::path relative(file.Relative);
-    std::string folder = relative.parent_path().filename().string();
-    if (!folder.empty())
-        return folder;
+    // Below the folder given, the page lies in its host's folder: the collection the run named.
+    if (file.Relative.find('/') != std::string::npos && !page.Collection.empty())
+        return page.Collection;
     if (!page.Identity.HostName.empty())
         return page.Identity.HostName;
     return std::filesystem::path(file.Path).filename().string();

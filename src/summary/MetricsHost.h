@@ -5,9 +5,9 @@
 
 #include <string>
 
-// The host label of a page's series and its status lines: the folder that holds its pages in a
-// reports tree (reports/<host>/<stamp>.html), or, for a page named on the command line or lying
-// directly in the folder given (as in the daily service's state folder), the host name the page
+// The host label of a page's series and its status lines: the page's collection, the folder that
+// holds its pages in a reports tree (reports/<host>/<stamp>.html), or, for a page named on the command line
+// or lying directly in the folder given (as in the daily service's state folder), the host name the page
 // itself names; failing that, the file's name.
 namespace MetricsHost
 {

@@ -115,24 +115,32 @@ TEST(PageMetrics, LeftOutRowsCutTextsRepeatedNamesAndMissingValues)
     EXPECT_LE(MetricsWriter::QuoteLabel(longName).size(), MetricsWriter::kMaxLabelBytes + 2);
 }
 
-TEST(PageMetrics, HostIsTheHostsFolderOrThePagesHostName)
+TEST(PageMetrics, HostIsTheCollectionOrThePagesHostName)
 {
-    HostPage named;
-    named.Identity.HostName = "alpha.example.net";
-    HostPage unnamed;
+    auto page = [](const char* collection, const char* hostName)
+    {
+        HostPage p;
+        p.Collection = collection;
+        p.Identity.HostName = hostName;
+        return p;
+    };
     const struct
     {
         PageFile File;
-        const HostPage& Page;
-        const char* Collection;
+        HostPage Page;
+        const char* Host;
     } cases[] = {
-        {{"reports/bravo/20260101T000000Z.html", "bravo/20260101T000000Z.html"}, named, "bravo"},
-        {{"reports/dc1/charlie/x.failed", "dc1/charlie/x.failed"}, unnamed, "charlie"},
+        // In a host's folder below the folder given: the folder, whatever the page claims.
+        {{"reports/bravo/20260101T000000Z.html", "bravo/20260101T000000Z.html"},
+         page("bravo", "alpha.example.net"),
+         "bravo"},
+        {{"reports/charlie/x.failed", "charlie/x.failed"}, page("charlie", ""), "charlie"},
+        // Directly in the folder given (the service's state folder) or named: the page's host name.
         {{"/var/lib/hostcapture/HostCapture_20261125.html", "HostCapture_20261125.html"},
-         named,
+         page("hostcapture", "alpha.example.net"),
          "alpha.example.net"},
-        {{"/tmp/broken.html", "broken.html"}, unnamed, "broken.html"},
+        {{"/tmp/pages/broken.html", "broken.html"}, page("pages", ""), "broken.html"},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(MetricsHost::Of(c.File, c.Page), c.Collection) << c.File.Path;
+        EXPECT_EQ(MetricsHost::Of(c.File, c.Page), c.Host) << c.File.Path;
 }
