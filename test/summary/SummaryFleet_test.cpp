@@ -328,6 +328,7 @@ TEST(SummaryFleet, RedactionHoldsAcrossFormsRunsAndFileNames)
         EXPECT_FALSE(Has(Lower(copy), value)) << value;
     EXPECT_TRUE(Has(copy, "ssh ip-")) << "the port stays";
     EXPECT_TRUE(Has(copy, "asset 0 N/A")) << "values that identify nothing stay";
+    EXPECT_TRUE(Has(copy, ">7.14.0.5<")) << "a RAID manager's version is no address";
     std::string keyPath = dir.Path() + "/vendor-redaction-key.json";
     EXPECT_EQ(Mode(keyPath), 0600u);
 
