@@ -227,6 +227,7 @@ TEST(SummaryFleet, EachOutputFailingToBeWritten)
     MakeDirs(dir.Path() + "/folder.json");
     MakeDirs(dir.Path() + "/folder.html");
     dir.Write("file", "x");
+    dir.Write("blocked/a", "x");
     struct Case
     {
         const char* Name;
@@ -239,6 +240,11 @@ TEST(SummaryFleet, EachOutputFailingToBeWritten)
         {"export onto a folder", {"--json", "folder.json"}, "folder.json", true},
         {"overview onto a folder", {"--html", "folder.html"}, "folder.html", true},
         {"copies into a file", {"--redact", "file/out"}, "file/out", false},
+        {"a copy where a file blocks its folder", {"--redact", "blocked"}, "blocked/a: not a folder", true},
+        {"a key that is a folder",
+         {"--redact", "out", "--redaction-key", "folder.json"},
+         "not a redaction key",
+         false},
         {"key into a missing folder",
          {"--redact", "out", "--redaction-key", "missing/key.json"},
          "missing does not exist",
