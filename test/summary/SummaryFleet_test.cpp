@@ -354,3 +354,21 @@ TEST(SummaryFleet, RedactionHoldsAcrossFormsRunsAndFileNames)
     EXPECT_TRUE(Has(restored.output, "ssh 10.1.0.11:22 from 192.168.40.7"));
     EXPECT_TRUE(Has(restored.output, "<div class=\"value\">YM1H000001</div>"));
 }
+
+// A folder that is not there is one unreadable host, whichever output is asked for.
+TEST(SummaryFleet, AMissingFolderIsTheSameForEveryOutput)
+{
+    TempDir dir;
+    for (const std::vector<std::string>& output :
+         {std::vector<std::string>{"--json", "fleet.json"}, std::vector<std::string>{"--html", "fleet.html"},
+          std::vector<std::string>{"--redact", "out"}})
+    {
+        SCOPED_TRACE(output[0]);
+        std::vector<std::string> args = output;
+        args.push_back("nosuch/");
+        ProgramRun run = Summary(args, dir.Path());
+        EXPECT_EQ(run.exitStatus, 3);
+        EXPECT_TRUE(Has(run.output, "1 hosts: 1 unreadable")) << run.output;
+        EXPECT_TRUE(Has(run.errors, "nosuch/: cannot be opened")) << run.errors;
+    }
+}
