@@ -169,6 +169,7 @@ FleetJson::~FleetJson()
 bool FleetJson::Open(const std::string& path)
 {
     m_Out.reset(new Output);
+    m_Path = path;
     if (path == "-")
         m_Out->File = stdout;
     else
@@ -296,15 +297,17 @@ bool FleetJson::Finish(const FleetTally& tally)
     m_Out->Stream->Put('\n');
     m_Out->Stream->Flush();
     bool ok = !ferror(m_Out->File) && w.IsComplete();
+    bool committed = true;
     if (m_Out->OwnsFile)
     {
         ok = fclose(m_Out->File) == 0 && ok;
-        ok = m_Out->Target.Commit(ok) && ok;
+        committed = m_Out->Target.Commit(ok);
+        ok = committed && ok;
     }
     else
         ok = fflush(m_Out->File) == 0 && ok;
     m_Out->File = nullptr;
     if (!ok)
-        m_Error = "the export could not be written completely";
+        m_Error = committed ? m_Path + ": the export could not be written completely" : m_Out->Target.Error();
     return ok;
 }

@@ -29,5 +29,6 @@ public:
 private:
     struct Output;
     std::unique_ptr<Output> m_Out;
+    std::string m_Path;
     std::string m_Error;
 };

@@ -244,9 +244,9 @@ void PageRedactor::Learn(const HostPage& page)
                 bool version = IsVersionTitle(table.Headings[column]);
                 for (const PageRow& row : table.Rows)
                 {
-                    const std::string& cell = column == 0                     ? row.Text
-                                              : column - 1 < row.Cells.size() ? row.Cells[column - 1]
-                                                                              : row.Text;
+                    std::string cell = column == 0                     ? row.Text
+                                       : column - 1 < row.Cells.size() ? row.Cells[column - 1]
+                                                                       : std::string();
                     Remember(kind, cell);
                     if (version)
                         m_Versions.insert(Trimmed(cell));

@@ -61,8 +61,11 @@ bool RedactionRun::Prepare(const std::string& folder, const std::string& keyPath
     }
     for (const std::string& input : inputs)
     {
+        // A named page stands for its folder; an argument that is not there holds nothing.
         std::error_code ec;
         fs::path in = Resolved(input);
+        if (!fs::exists(in, ec))
+            continue;
         if (!fs::is_directory(in, ec))
             in = in.parent_path();
         if (Within(copies, in) || Within(in, copies))

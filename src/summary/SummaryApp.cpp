@@ -212,7 +212,7 @@ void SummaryApp::FinishOutputs()
     std::string error;
     if (!m_JsonPath.empty() && !m_Json.Finish(m_Tally))
     {
-        TerminalText::Complain(m_JsonPath + ": " + m_Json.Error());
+        TerminalText::Complain(m_Json.Error());
         m_OutputFailed = true;
     }
     if (!m_HtmlPath.empty() && !FleetOverview::Write(m_Tally, m_HtmlPath, m_Html, error))

@@ -227,6 +227,7 @@ TEST(SummaryFleet, EachOutputFailingToBeWritten)
     MakeDirs(dir.Path() + "/folder.json");
     MakeDirs(dir.Path() + "/folder.html");
     dir.Write("file", "x");
+    dir.Write("blocked/a", "x");
     struct Case
     {
         const char* Name;
@@ -239,6 +240,11 @@ TEST(SummaryFleet, EachOutputFailingToBeWritten)
         {"export onto a folder", {"--json", "folder.json"}, "folder.json", true},
         {"overview onto a folder", {"--html", "folder.html"}, "folder.html", true},
         {"copies into a file", {"--redact", "file/out"}, "file/out", false},
+        {"a copy where a file blocks its folder", {"--redact", "blocked"}, "blocked/a: not a folder", true},
+        {"a key that is a folder",
+         {"--redact", "out", "--redaction-key", "folder.json"},
+         "not a redaction key",
+         false},
         {"key into a missing folder",
          {"--redact", "out", "--redaction-key", "missing/key.json"},
          "missing does not exist",
@@ -328,6 +334,7 @@ TEST(SummaryFleet, RedactionHoldsAcrossFormsRunsAndFileNames)
         EXPECT_FALSE(Has(Lower(copy), value)) << value;
     EXPECT_TRUE(Has(copy, "ssh ip-")) << "the port stays";
     EXPECT_TRUE(Has(copy, "asset 0 N/A")) << "values that identify nothing stay";
+    EXPECT_TRUE(Has(copy, ">7.14.0.5<")) << "a RAID manager's version is no address";
     std::string keyPath = dir.Path() + "/vendor-redaction-key.json";
     EXPECT_EQ(Mode(keyPath), 0600u);
 
@@ -346,4 +353,22 @@ TEST(SummaryFleet, RedactionHoldsAcrossFormsRunsAndFileNames)
     EXPECT_TRUE(Has(restored.output, "alpha.example.net as alpha,")) << "the spelling first seen comes back";
     EXPECT_TRUE(Has(restored.output, "ssh 10.1.0.11:22 from 192.168.40.7"));
     EXPECT_TRUE(Has(restored.output, "<div class=\"value\">YM1H000001</div>"));
+}
+
+// A folder that is not there is one unreadable host, whichever output is asked for.
+TEST(SummaryFleet, AMissingFolderIsTheSameForEveryOutput)
+{
+    TempDir dir;
+    for (const std::vector<std::string>& output :
+         {std::vector<std::string>{"--json", "fleet.json"}, std::vector<std::string>{"--html", "fleet.html"},
+          std::vector<std::string>{"--redact", "out"}, std::vector<std::string>{"--metrics", "fleet.prom"}})
+    {
+        SCOPED_TRACE(output[0]);
+        std::vector<std::string> args = output;
+        args.push_back("nosuch/");
+        ProgramRun run = Summary(args, dir.Path());
+        EXPECT_EQ(run.exitStatus, 3);
+        EXPECT_TRUE(Has(run.output, "1 host, 1 unreadable")) << run.output;
+        EXPECT_TRUE(Has(run.errors, "nosuch/: cannot be opened")) << run.errors;
+    }
 }
