@@ -260,12 +260,15 @@ class ActionModule(ActionBase):
         if self._play_context.check_mode:
             return self._probe(binary, deb, timeout_s)
 
+        # The extra environment applies to every command on the host (TMPDIR to mktemp too).
+        env_prefix = " ".join(["env"] + [shlex.quote("%s=%s" % (k, v)) for k, v in sorted(env.items())])
         work = ""
         if deb:
             # The copy is made as the login user into a folder of its own; the install, as
             # root, reads it from there.
             out = self._low_level_execute_command(
-                'umask 077 && mktemp -d "${TMPDIR:-/tmp}/hostcapture.XXXXXXXX"', sudoable=False)
+                "%s /bin/sh -c %s" % (env_prefix, shlex.quote(
+                    'umask 077 && mktemp -d "${TMPDIR:-/tmp}/hostcapture.XXXXXXXX"')), sudoable=False)
             lines = out["stdout"].split()
             if out["rc"] != 0 or not lines or not self._track_work(lines[-1]):
                 return "failed", "no temporary folder on the host for the package: %s" % (
@@ -274,8 +277,7 @@ class ActionModule(ActionBase):
             self._connection.put_file(deb, work + "/hostcapture.deb")
 
         command = " ".join(
-            ["env"] + [shlex.quote("%s=%s" % (k, v)) for k, v in sorted(env.items())]
-            + ["/bin/sh", "-c", shlex.quote(RUN_SCRIPT), "hostcapture", shlex.quote(str(timeout_s)),
+            [env_prefix, "/bin/sh", "-c", shlex.quote(RUN_SCRIPT), "hostcapture", shlex.quote(str(timeout_s)),
                shlex.quote(binary), "-clearstatus" if args.get("clearstatus") else "''",
                shlex.quote(work), shlex.quote(work + "/hostcapture.deb" if deb else "")])
         out = self._low_level_execute_command(command, sudoable=True)
