@@ -169,10 +169,7 @@ class ReportsFolder:
 
     def __init__(self, reports_dir, host):
         self.path = os.path.join(reports_dir, host)
-        try:
-            os.mkdir(reports_dir, 0o700)
-        except FileExistsError:
-            pass
+        os.makedirs(reports_dir, 0o700, exist_ok=True)
         top = os.open(reports_dir, os.O_RDONLY | os.O_DIRECTORY | os.O_NOFOLLOW | os.O_CLOEXEC)
         try:
             try:

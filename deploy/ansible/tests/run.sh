@@ -11,7 +11,8 @@
 #
 # and then the same reports folder under --limit, --check and a package that does not exist,
 # and, in folders of their own, an inventory with a "../" name and a bad time bound, and an
-# empty inventory. checks.py holds the checks.
+# empty inventory. checks.py holds the checks; test_collect.py the task's rules that need no
+# host.
 #
 #   deploy/ansible/tests/run.sh [build folder]
 #
@@ -23,6 +24,9 @@ top=$(cd "$(dirname "$0")/../../.." && pwd)
 build=$(cd "${1:-$top/build}" && pwd)
 here=$top/deploy/ansible/tests
 playbook=$top/deploy/ansible/hostcapture.yml
+
+# The collection task's own rules first (Debian's Python: the one that has Ansible).
+/usr/bin/python3 -m unittest discover -s "$here" -p 'test_*.py'
 
 work=$(mktemp -d /tmp/hcans.XXXXXX)   # short: socket paths must fit into sun_path
 sims=()
