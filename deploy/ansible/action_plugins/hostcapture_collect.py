@@ -224,6 +224,10 @@ class ActionModule(ActionBase):
                 kind, reason = "failed", "the host could not be reached: %s" % clean_reason(to_text(e))
             except AnsibleError as e:
                 kind, reason = "failed", "the collection failed on the host: %s" % clean_reason(to_text(e))
+            except Exception as e:  # pylint: disable=broad-except
+                # Whatever went wrong, the host still gets its marker and the summary still runs.
+                kind, reason = "failed", "the collection failed: %s: %s" % (
+                    type(e).__name__, clean_reason(to_text(e)))
             if self._play_context.check_mode:
                 would = kind != "failed"
                 result.update(changed=would, outcome="would collect" if would else "failed",
@@ -303,10 +307,10 @@ class ActionModule(ActionBase):
     def _send(self, kind, reason):
         """The page belongs to the become user: it comes back through the output of a command
         that also removes the work folder."""
-        work, self._work = self._work, None
         out = self._low_level_execute_command(
-            "/bin/sh -c %s hostcapture %s" % (shlex.quote(SEND_SCRIPT), shlex.quote(work)),
+            "/bin/sh -c %s hostcapture %s" % (shlex.quote(SEND_SCRIPT), shlex.quote(self._work)),
             sudoable=True, encoding_errors="surrogate_or_replace")
+        self._work = None  # removed by the same command
         text = out["stdout"]
         begin, end = text.find("HOSTCAPTURE-PAGE-BEGIN"), text.rfind("HOSTCAPTURE-PAGE-END")
         if out["rc"] != 0 or begin < 0 or end < begin:

@@ -174,10 +174,10 @@ def step_nodeb(s):
 
 
 def step_unsafe(s):
-    s.check(not s.now["reports_exists"], "nothing written for a refused run")
+    s.check(os.listdir(os.path.join(s.work, "elsewhere")) == [], "nothing written through the linked folder")
     s.check(not os.path.lexists(os.path.join(s.work, "escape")), "nothing written beside the reports folder")
-    s.check("../escape" in s.log and "10m" in s.log and "--limit" in s.log,
-            "the refusal names the host and the time bound")
+    s.check("../escape" in s.log and "fine=10m" in s.log and "--limit" in s.log and "symbolic link" in s.log,
+            "the refusal names the host, the time bound and the linked folder")
     s.check("TASK [Run HostCapture" not in s.log, "no host was touched")
 
 

@@ -10,8 +10,8 @@
 #   tmpfail    mktemp fails on the host
 #
 # and then the same reports folder under --limit, --check and a package that does not exist,
-# and, in folders of their own, an inventory with a "../" name and a bad time bound, and an
-# empty inventory. checks.py holds the checks; test_collect.py the task's rules that need no
+# and, in folders of their own, an inventory with a "../" name, a bad time bound and a reports
+# folder that is a symbolic link, and an empty inventory. checks.py holds the checks; test_collect.py the task's rules that need no
 # host.
 #
 #   deploy/ansible/tests/run.sh [build folder]
@@ -130,6 +130,8 @@ all:
     fine: {ansible_connection: local}
     ../escape: {ansible_connection: local}
 INVENTORY
+mkdir "$work/elsewhere"
+ln -s "$work/elsewhere" "$work/unsafe-reports"
 play unsafe 2 "$work/unsafe.yml" "$work/unsafe-reports" -e hostcapture_timeout=10m
 
 echo "all: {}" >"$work/empty.yml"
