@@ -8,6 +8,7 @@
 # connection. Then it times, with /usr/bin/time, over the same inventory and with the same forks:
 #
 #   floor     ansible all -m command -a true    one module run per host, nothing else
+#   raw       ansible all -m raw -a true        one shell command per host, no module at all
 #   playbook  ansible-playbook hostcapture.yml  HostCapture on every host, pages fetched,
 #                                               markers, summary, fleet.txt
 #
@@ -65,6 +66,7 @@ measure() { # name command...: prints "wall cpu" in seconds; the command must su
     awk '{ printf "%s %.2f\n", $1, $2 + $3 }' "$work/$name.time"
 }
 read -r floor_wall floor_cpu < <(measure floor ansible all -i "$work/inventory.yml" -m command -a true)
+read -r raw_wall raw_cpu < <(measure raw ansible all -i "$work/inventory.yml" -m raw -a true)
 read -r book_wall book_cpu < <(measure playbook ansible-playbook -i "$work/inventory.yml" \
     "$top/deploy/ansible/hostcapture.yml" -e "hostcapture_reports_dir=$work/reports" \
     -e "hostcapture_summary=$build/src/summary/hostcapture-summary")
@@ -76,11 +78,13 @@ read -r ten_wall ten_cpu < <(measure ten env HOSTCAPTURE_SYSROOT="$work/r/h1" sh
     "$build/src/app/HostCapture" "$work")
 
 awk -v n="$hosts" -v fw="$floor_wall" -v fc="$floor_cpu" -v bw="$book_wall" -v bc="$book_cpu" \
-    -v oc="$ten_cpu" 'BEGIN {
+    -v oc="$ten_cpu" -v rw="$raw_wall" -v rc="$raw_cpu" 'BEGIN {
     printf "%-44s %12s %12s\n", "per host", "wall (ms)", "CPU (ms)"
     printf "%-44s %12.1f %12.1f\n", "floor: ansible all -m command -a true", 1000 * fw / n, 1000 * fc / n
+    printf "%-44s %12.1f %12.1f\n", "raw: ansible all -m raw -a true", 1000 * rw / n, 1000 * rc / n
     printf "%-44s %12.1f %12.1f\n", "playbook: hostcapture.yml", 1000 * bw / n, 1000 * bc / n
     printf "%-44s %12.2f %12.2f\n", "playbook / floor", bw / fw, bc / fc
+    printf "%-44s %12.2f %12.2f\n", "playbook / raw", bw / rw, bc / rc
     printf "%-44s %12s %12.1f\n", "of which HostCapture itself (one run)", "", 100 * oc
 }'
 echo "($pages pages fetched; summary: $(head -n 1 "$work/reports/fleet.txt"))"

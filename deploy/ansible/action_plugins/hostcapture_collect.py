@@ -5,9 +5,8 @@
 # It is one task that talks to the host with plain shell commands (no Python needed there, no
 # module upload), because a fleet run pays per task and per host: three round trips per host
 # (run, transfer, clean up) instead of a dozen module runs. Every failure on the way, including
-# a host that cannot be reached, becomes a reason in the marker and in the result; the task
-# itself does not fail, so that the summary after it always runs. The playbook fails the hosts
-# without a full page at the very end.
+# a host that cannot be reached, becomes a reason in the marker and in the result, and the task
+# fails for every host without a whole page (the playbook's "always" summarises all the same).
 
 import base64
 import errno
@@ -230,7 +229,7 @@ class ActionModule(ActionBase):
                     type(e).__name__, clean_reason(to_text(e)))
             if self._play_context.check_mode:
                 would = kind != "failed"
-                result.update(changed=would, outcome="would collect" if would else "failed",
+                result.update(changed=would, failed=not would, outcome="would collect" if would else "failed",
                               reason=reason, msg=reason)
                 return result
             return self._record(result, self._task.args, host, kind, reason)
@@ -368,7 +367,8 @@ class ActionModule(ActionBase):
             result.update(failed=True, msg="could not write into %s: %s" % (folder.path, e.strerror))
         finally:
             folder.close()
-        result.update(changed=True, outcome=kind, reason=reason)
+        # Only a whole page is success: the play fails the others after the summary ran.
+        result.update(changed=True, outcome=kind, reason=reason, failed=result.get("failed") or kind != "page")
         result.setdefault("msg", "%s: %s" % (kind, reason) if reason else "page %s" % result.get("file"))
         return result
 
