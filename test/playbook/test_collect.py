@@ -1,4 +1,4 @@
-"""Rules of the collection task that need no host: python3 -m unittest discover -s deploy/ansible/tests"""
+"""Rules of the collection task that need no host: python3 -m unittest discover -s test/playbook"""
 
 import errno
 import importlib.util
@@ -7,7 +7,8 @@ import stat
 import tempfile
 import unittest
 
-_path = os.path.join(os.path.dirname(__file__), "..", "action_plugins", "hostcapture_collect.py")
+_path = os.path.join(os.path.dirname(__file__), "..", "..", "deploy", "ansible", "action_plugins",
+                     "hostcapture_collect.py")
 _spec = importlib.util.spec_from_file_location("hostcapture_collect", _path)
 collect = importlib.util.module_from_spec(_spec)
 _spec.loader.exec_module(collect)

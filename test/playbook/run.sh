@@ -14,15 +14,15 @@
 # folder that is a symbolic link, and an empty inventory. checks.py holds the checks; test_collect.py the task's rules that need no
 # host.
 #
-#   deploy/ansible/tests/run.sh [build folder]
+#   test/playbook/run.sh [build folder]
 #
 # A run that the time bound stops keeps its page (HostCapture writes it on SIGTERM); with
 # HOSTCAPTURE_TEST_ALLOW_EMPTY_CUT_PAGE=1 a stalled host that left no page is accepted too, as
 # long as it is reported as cut short.
 set -euo pipefail
-top=$(cd "$(dirname "$0")/../../.." && pwd)
+top=$(cd "$(dirname "$0")/../.." && pwd)
 build=$(cd "${1:-$top/build}" && pwd)
-here=$top/deploy/ansible/tests
+here=$top/test/playbook
 playbook=$top/deploy/ansible/hostcapture.yml
 
 # The collection task's own rules first (Debian's Python: the one that has Ansible).
