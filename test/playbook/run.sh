@@ -120,7 +120,7 @@ play() { # name expected-status inventory reports-folder [ansible-playbook argum
 
 # Some hosts give no page: the playbook fails them at the end, after the summary (exit 2).
 play full 2 "$work/inventory.yml" "$work/reports"
-play limit 0 "$work/inventory.yml" "$work/reports" --limit healthy,psu
+play limit 0 "$work/inventory.yml" "$work/reports" --limit healthy,raid,localhost
 play check 0 "$work/inventory.yml" "$work/reports" --check --limit 'all:!gone'
 play nodeb 2 "$work/inventory.yml" "$work/reports" --limit healthy,raid -e hostcapture_deb=/nonexistent.deb
 
