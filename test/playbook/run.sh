@@ -2,7 +2,7 @@
 # Runs the collection playbook over simulated hosts on this machine (local connection, each with
 # its own system root, daemon simulator and temporary folder) and checks what it leaves behind:
 #
-#   healthy, raid, psu, nodaemon, bigevents, rooted   pages (rooted goes through become)
+#   healthy, raid, psu, nodaemon, bigevents, rooted   pages (rooted through su, the become path)
 #   stall      a daemon that never answers: a page cut by a 5 s time bound
 #   gone       nobody listens: unreachable
 #   noisy      HostCapture fails with escape sequences on its standard error
@@ -85,7 +85,10 @@ all:
 INVENTORY
     for host in healthy raid psu nodaemon bigevents; do host_entry $host $host 60 "$work/tmp/$host"; done
     host_entry stall stall 5 "$work/tmp/stall"
-    host_entry rooted healthy 60 "$work/tmp/rooted" "hostcapture_become: true"
+    # As root, su to root asks no password: become really wraps the commands. As anyone else
+    # become stays configured but unused (same user), which still takes the become path.
+    host_entry rooted healthy 60 "$work/tmp/rooted" "hostcapture_become: true" \
+        "ansible_become_method: $([ "$(id -u)" = 0 ] && echo su || echo sudo)" "ansible_become_user: $(id -un)"
     host_entry noisy healthy 60 "$work/tmp/noisy" "hostcapture_binary: $work/bin/noisy"
     host_entry pkgfail healthy 60 "$work/tmp/pkgfail" "hostcapture_deb: $work/fake.deb"
     host_entry tmpfail healthy 60 "$work/no-such-folder"
@@ -98,6 +101,7 @@ echo "an earlier run" >"$work/reports/healthy/20000101T000000Z.html"
 export ANSIBLE_LOCAL_TEMP=$work/ansible-local ANSIBLE_REMOTE_TEMP=$work/ansible-remote
 export ANSIBLE_HOST_KEY_CHECKING=False ANSIBLE_NOCOLOR=1 ANSIBLE_FORKS=12 ANSIBLE_RETRY_FILES_ENABLED=False
 export ANSIBLE_SSH_ARGS="-o ConnectTimeout=5 -o BatchMode=yes"
+export ANSIBLE_BECOME_ALLOW_SAME_USER=$([ "$(id -u)" = 0 ] && echo True || echo False)
 export HOSTCAPTURE_TEST_ALLOW_EMPTY_CUT_PAGE=${HOSTCAPTURE_TEST_ALLOW_EMPTY_CUT_PAGE:-0}
 
 play() { # name expected-status inventory reports-folder [ansible-playbook arguments...]
