@@ -30,7 +30,8 @@ def snapshot(work, reports):
                 st = os.lstat(path)
                 files[os.path.relpath(path, reports)] = [st.st_size, st.st_mtime_ns, stat.S_IMODE(st.st_mode)]
     tmp = os.path.join(work, "tmp")
-    leftovers = [os.path.join(h, n) for h in sorted(os.listdir(tmp)) for n in os.listdir(os.path.join(tmp, h))]
+    leftovers = [os.path.join(host, name) for host in sorted(os.listdir(tmp))
+                 for name in os.listdir(os.path.join(tmp, host))]
     return {"files": files, "leftovers": leftovers, "reports_exists": os.path.isdir(reports)}
 
 
@@ -65,7 +66,8 @@ class Step:
         0600, no control character of a host on the controller's terminal."""
         self.check(not self.now["leftovers"], "temporary files left on the hosts: %s" % self.now["leftovers"])
         for rel in self.new + [p for p in self.changed if p in self.now["files"]]:
-            self.check(self.now["files"][rel][2] == 0o600, "%s has mode %o, not 600" % (rel, self.now["files"][rel][2]))
+            mode = self.now["files"][rel][2]
+            self.check(mode == 0o600, "%s has mode %o, not 600" % (rel, mode))
         self.check(not re.search("[\x00-\x08\x0b-\x1f\x7f]", self.log), "a control character reached the log")
 
     def one_outcome_each(self, hosts, suffix_of):
@@ -74,7 +76,8 @@ class Step:
             files = self.new_of(host)
             self.check(len(files) == 1, "%s: one new file, found %s" % (host, files))
             if len(files) == 1:
-                self.check(files[0].endswith(suffix_of(host)), "%s: %s, expected *%s" % (host, files[0], suffix_of(host)))
+                self.check(files[0].endswith(suffix_of(host)),
+                           "%s: %s, expected *%s" % (host, files[0], suffix_of(host)))
         stray = [p for p in self.new if p.split("/")[0] not in hosts and p not in FLEET]
         self.check(not stray, "files for hosts outside the play: %s" % stray)
         stamps = {re.sub(r"(-cut)?\.(html|failed)$", "", os.path.basename(p)) for p in self.new if "/" in p}
@@ -116,7 +119,8 @@ def step_full(s):
         got = s.marker_reason(host)
         s.check(got.startswith(reason), "%s: reason %r, expected %r..." % (host, got, reason))
         s.check(not re.search("[\x00-\x09\x0b-\x1f\x7f]", got), "%s: control characters in %r" % (host, got))
-        s.check("fatal: [%s]" % host in s.log and reason[:30] in s.log, host + ": failed in the recap with its reason")
+        s.check("fatal: [%s]" % host in s.log and reason[:30] in s.log,
+                host + ": failed in the recap with its reason")
     s.check(re.search(r"gone +: .*failed=1", s.log) and re.search(r"healthy +: .*failed=0", s.log), "recap")
 
     fleet = s.fleet()
@@ -140,7 +144,8 @@ def step_full(s):
     s.check("cut short" in stall.get("problem", ""), "stall: marked as cut short: %s" % stall.get("problem"))
     s.check(fleet["exit_status"] == 2, "fleet exit status 2")
     html = s.read("fleet.html")
-    for text in ("Power Supply Units: 1 of 2, Present and failed (PSU2)", "could not be reached", 'href="psu/'):
+    for text in ("Power Supply Units: 1 of 2, Present and failed (PSU2)", "could not be reached",
+                 'href="psu/'):
         s.check(text in html, "fleet.html shows " + text)
 
 
@@ -158,7 +163,8 @@ def step_limit(s):
 def step_check(s):
     s.common()
     s.check(not s.new and not s.changed, "--check wrote %s, changed %s" % (s.new, s.changed))
-    s.check(len(re.findall(r'"[a-z]+: would (run|install) ', s.log)) == len(ALL_HOSTS) - 1, "--check tells what it would do")
+    s.check(len(re.findall(r'"[a-z]+: would (run|install) ', s.log)) == len(ALL_HOSTS) - 1,
+            "--check tells what it would do")
     s.check("nothing was written" in s.log, "--check says it wrote nothing")
 
 

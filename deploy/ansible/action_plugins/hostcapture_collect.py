@@ -3,8 +3,8 @@
 # short) or <host>/<stamp>.failed (no page, with the reason).
 #
 # It is one task that talks to the host with plain shell commands (no Python needed there, no
-# module upload), because a fleet run pays per task and per host: three round trips per host
-# (run, transfer, clean up) instead of a dozen module runs. Every failure on the way, including
+# module upload), because a fleet run pays per task and per host: two or three round trips per
+# host (run, transfer, clean up) instead of a dozen module runs. Every failure on the way, including
 # a host that cannot be reached, becomes a reason in the marker and in the result, and the task
 # fails for every host without a whole page (the playbook's "always" summarises all the same).
 
@@ -18,7 +18,7 @@ import tempfile
 import unicodedata
 
 from ansible.errors import AnsibleConnectionFailure, AnsibleError
-from ansible.module_utils.common.text.converters import to_bytes, to_text
+from ansible.module_utils.common.text.converters import to_text
 from ansible.plugins.action import ActionBase
 
 # Folder names on the controller come from inventory names: only these are used as such.
@@ -39,8 +39,8 @@ CUT_CODES = (124, 137, 143)
 # nothing, work folder (empty: make one), package path (empty: none). It prints one line per
 # fact ("work PATH", "install RC", "run RC", "size BYTES") and the tail of a failing step's
 # messages as "detail" lines, all on standard output: ssh through a terminal (sudo) mixes
-# standard error into it anyway. The work folder comes from mktemp and is removed by the caller on
-# every path; a dropped connection (SIGHUP) removes it here.
+# standard error into it anyway. The work folder comes from mktemp and is removed by the
+# caller on every path; a dropped connection (SIGHUP) removes it here.
 RUN_SCRIPT = r"""
 umask 077
 timeout_s=$1 binary=$2 clear=$3 work=$4 deb=$5
@@ -356,7 +356,8 @@ class ActionModule(ActionBase):
         try:
             if kind in ("page", "cut"):
                 try:
-                    result["file"] = self._place_page(folder, stamp + ("-cut.html" if kind == "cut" else ".html"))
+                    name = stamp + ("-cut.html" if kind == "cut" else ".html")
+                    result["file"] = self._place_page(folder, name)
                 except (OSError, AnsibleError) as e:
                     kind, reason = "failed", "the page could not be fetched: %s" % clean_reason(
                         getattr(e, "strerror", None) or to_text(e))
@@ -368,7 +369,8 @@ class ActionModule(ActionBase):
         finally:
             folder.close()
         # Only a whole page is success: the play fails the others after the summary ran.
-        result.update(changed=True, outcome=kind, reason=reason, failed=result.get("failed") or kind != "page")
+        result.update(changed=True, outcome=kind, reason=reason,
+                      failed=result.get("failed") or kind != "page")
         result.setdefault("msg", "%s: %s" % (kind, reason) if reason else "page %s" % result.get("file"))
         return result
 
