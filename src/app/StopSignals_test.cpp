@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace
@@ -91,4 +92,26 @@ TEST_F(StopSignalsTest, TheFirstSignalGivesTheExitStatus)
     CCancellation::Clear();
     StopSignals::Receive(SIGINT);
     EXPECT_EQ(StopSignals::ExitStatus(), 130);
+}
+
+// The installed handler acts on the response: the first signal and a repeat within the window
+// leave the program running, a signal after the window ends it as the signal's default would.
+// Each case runs in a child process of its own.
+using StopSignalsDeathTest = StopSignalsTest;
+
+TEST_F(StopSignalsDeathTest, TheInstalledHandlerEndsTheProgramOnlyOutsideTheWindow)
+{
+    const auto signalTwice = [this](int signalNumber, uint64_t apartMs)
+    {
+        if (!StopSignals::Install())
+            _exit(2);
+        raise(signalNumber);
+        m_Clock.AdvanceMs(apartMs);
+        raise(signalNumber);
+        _exit(CCancellation::Signal() == signalNumber ? 0 : 3);
+    };
+    EXPECT_EXIT(signalTwice(SIGTERM, 499), ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(signalTwice(SIGTERM, 500), ::testing::KilledBySignal(SIGTERM), "");
+    EXPECT_EXIT(signalTwice(SIGINT, 0), ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(signalTwice(SIGINT, 5000), ::testing::KilledBySignal(SIGINT), "");
 }

@@ -14,6 +14,17 @@ bool WakeFdReadable()
     return poll(&wake, 1, 0) == 1 && (wake.revents & POLLIN) != 0;
 }
 
+// A clock on which the stop request arrives while the program waits, as a signal would.
+class RequestDuringWaitClock : public CFakeClock
+{
+public:
+    int Poll(struct pollfd* fds, nfds_t count, int timeoutMs) override
+    {
+        CCancellation::Request(SIGTERM);
+        return CFakeClock::Poll(fds, count, timeoutMs);
+    }
+};
+
 class CCancellationTest : public ::testing::Test
 {
 protected:
@@ -69,4 +80,13 @@ TEST_F(CCancellationTest, WaitsRunTheirCourseUntilARequestThenEndAtOnce)
     CCancellation::Clear();
     EXPECT_FALSE(WakeFdReadable()) << "the next run starts with a quiet descriptor";
     EXPECT_TRUE(CCancellation::SleepMs(10));
+}
+
+TEST_F(CCancellationTest, ARequestDuringAWaitEndsIt)
+{
+    RequestDuringWaitClock clock;
+    CScopedClock installed(clock);
+    EXPECT_FALSE(CCancellation::SleepMs(30000));
+    EXPECT_EQ(clock.ElapsedMs(), 0u) << "the wait ends when the request wakes it, not when it runs out";
+    EXPECT_EQ(CCancellation::Signal(), SIGTERM);
 }
