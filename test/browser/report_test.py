@@ -20,7 +20,6 @@ from selenium import webdriver
 from selenium.common.exceptions import (ElementClickInterceptedException, ElementNotInteractableException,
                                         NoAlertPresentException, UnexpectedAlertPresentException)
 from selenium.webdriver.chrome.service import Service
-from selenium.webdriver.common import utils
 from selenium.webdriver.common.by import By
 
 from markup_profile import PAYLOAD
@@ -42,18 +41,6 @@ def check(condition, message):
         raise Failure(message)
 
 
-class LoopbackService(Service):
-    """The driver reached at 127.0.0.1 rather than by the name "localhost", which a fresh system
-    without /etc/hosts may not resolve."""
-
-    @property
-    def service_url(self):
-        return "http://127.0.0.1:%d" % self.port
-
-    def is_connectable(self):
-        return utils.is_connectable(self.port, "127.0.0.1")
-
-
 def start_browser(profile_dir):
     options = webdriver.ChromeOptions()
     options.binary_location = CHROMIUM
@@ -67,7 +54,7 @@ def start_browser(profile_dir):
     # A dialog is dismissed and fails the next command (see main).
     options.set_capability("unhandledPromptBehavior", "dismiss and notify")
     # No fallback: a browser that does not start is a failed test.
-    return webdriver.Chrome(service=LoopbackService(executable_path=CHROMEDRIVER), options=options)
+    return webdriver.Chrome(service=Service(executable_path=CHROMEDRIVER), options=options)
 
 
 class OpenPage:
