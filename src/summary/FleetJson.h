@@ -24,10 +24,11 @@ public:
     bool Finish(const FleetTally& tally);
     const std::string& Error() const { return m_Error; }
 
-    static const int kFormatVersion = 1;
+    static const int kFormatVersion = 2;
 
 private:
     struct Output;
     std::unique_ptr<Output> m_Out;
+    std::string m_Path;
     std::string m_Error;
 };

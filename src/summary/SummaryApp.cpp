@@ -1,33 +1,36 @@
 #include "SummaryApp.h"
 
-#include "FleetJson.h"
+#include "Clock.h"
+#include "CollectionName.h"
 #include "FleetOverview.h"
-#include "FleetTally.h"
-#include "PageFiles.h"
+#include "PageAge.h"
 #include "PageReader.h"
-#include "PageRedactor.h"
+#include "TerminalText.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sys/stat.h>
+
+#ifndef HOSTCAPTURE_VERSION
+#define HOSTCAPTURE_VERSION "unknown"
+#endif
 
 namespace
 {
-const char kKeyFileName[] = "redaction-key.json";
-
 const char kUsage[] =
     "Usage: hostcapture-summary [options] PAGE|FOLDER...\n"
     "Reads HostCapture pages (folders are searched recursively for *.html) and summarises them.\n"
-    "  --json FILE     write the machine-readable export to FILE (- for standard output)\n"
-    "  --html FILE     write the fleet overview page to FILE\n"
-    "  --redact DIR    write a copy of every page to DIR with serial numbers, host names and\n"
-    "                  addresses replaced by tokens; the key goes to DIR/redaction-key.json (mode 0600)\n"
-    "  --latest        read only the newest page of every folder (names sort by time)\n"
-    "  --quiet         no status line on standard output\n"
-    "  --help          this text\n"
+    "  --json FILE             write the machine-readable export to FILE (- for standard output)\n"
+    "  --html FILE             write the fleet overview page to FILE\n"
+    "  --redact DIR            write a copy of every page to DIR with serial numbers, host names and\n"
+    "                          addresses replaced by tokens\n"
+    "  --redaction-key FILE    the key of those tokens (default: DIR-redaction-key.json beside DIR);\n"
+    "                          an existing key is extended, so tokens stay the same across runs\n"
+    "  --restore FILE          print FILE with every token of the key put back (needs the key)\n"
+    "  --latest                read only the newest page of every folder (names sort by time)\n"
+    "  --max-age DURATION      leave out pages older than DURATION: 90s, 30m, 12h, 7d\n"
+    "  --quiet                 no status line on standard output\n"
+    "  --version               the version\n"
+    "  --help                  this text\n"
     "Exit status: 0 all normal, 1 some warning, 2 some error or major,\n"
     "3 some page unreadable or unknown (an error outranks 3, 3 outranks a warning).\n";
 } // namespace
@@ -55,20 +58,27 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
             into = arguments[++i];
             return true;
         };
-        if (a == "--json")
+        std::string duration;
+        if (a == "--json" || a == "--html" || a == "--redact" || a == "--redaction-key" || a == "--restore")
         {
-            if (!value(m_JsonPath))
+            std::string& into = a == "--json"            ? m_JsonPath
+                                : a == "--html"          ? m_HtmlPath
+                                : a == "--redact"        ? m_RedactDir
+                                : a == "--redaction-key" ? m_KeyPath
+                                                         : m_RestoreFile;
+            if (!value(into))
                 return false;
         }
-        else if (a == "--html")
+        else if (a == "--max-age")
         {
-            if (!value(m_HtmlPath))
+            if (!value(duration))
                 return false;
-        }
-        else if (a == "--redact")
-        {
-            if (!value(m_RedactDir))
+            if (!PageAge::ParseDuration(duration, m_MaxAge))
+            {
+                m_Error = "--max-age " + duration +
+                          ": not a duration (a whole number and s, m, h or d: 90s, 30m, 12h, 7d)";
                 return false;
+            }
         }
         else if (a == "--latest")
             m_Latest = true;
@@ -76,6 +86,8 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
             m_Quiet = true;
         else if (a == "--help" || a == "-h")
             m_Help = true;
+        else if (a == "--version")
+            m_Version = true;
         else if (a == "--")
         {
             m_Inputs.insert(m_Inputs.end(), arguments.begin() + i + 1, arguments.end());
@@ -89,7 +101,12 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
         else
             m_Inputs.push_back(a);
     }
-    if (!m_Help && m_Inputs.empty())
+    if (!m_RestoreFile.empty() && m_KeyPath.empty() && m_RedactDir.empty())
+    {
+        m_Error = "--restore needs the key: --redaction-key FILE";
+        return false;
+    }
+    if (!m_Help && !m_Version && m_RestoreFile.empty() && m_Inputs.empty())
     {
         m_Error = "no page or folder given";
         return false;
@@ -97,43 +114,46 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
     return true;
 }
 
-bool SummaryApp::PrepareRedaction()
+bool SummaryApp::OpenOutputs()
 {
-    if (m_RedactDir.empty())
-        return true;
-    std::error_code ec;
-    std::filesystem::create_directories(m_RedactDir, ec);
-    m_KeyPath = (std::filesystem::path(m_RedactDir) / kKeyFileName).string();
-    if (ec)
+    if (!m_JsonPath.empty() && !m_Json.Open(m_JsonPath))
     {
-        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_RedactDir.c_str(), ec.message().c_str());
+        TerminalText::Complain(m_Json.Error());
         return false;
     }
-    struct stat st;
-    int error = lstat(m_KeyPath.c_str(), &st) == 0 ? EEXIST : errno;
-    if (error != ENOENT)
+    if (!m_HtmlPath.empty() && !m_Html.Create(m_HtmlPath))
     {
-        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_KeyPath.c_str(),
-                error == EEXIST ? "a redaction key is already there; choose an empty folder"
-                                : std::strerror(error));
+        TerminalText::Complain(m_Html.Error());
         return false;
     }
-    return true;
+    return m_RedactDir.empty() || m_Redaction.Prepare(m_RedactDir, m_KeyPath, m_Inputs);
 }
 
-void SummaryApp::WriteRedacted(const std::string& bytes, const HostPage& page, const std::string& relative)
+bool SummaryApp::Take(const PageFile& file, HostPage& page, std::string* bytes)
 {
-    std::filesystem::path target = std::filesystem::path(m_RedactDir) / relative;
-    std::error_code ec;
-    std::filesystem::create_directories(target.parent_path(), ec);
-    std::ofstream out(target, std::ios::binary | std::ios::trunc);
-    out << m_Redactor.Redact(bytes, page);
-    out.close();
-    if (!out)
+    // Inside a folder a link is no page the collection run left; a named file is the user's word.
+    bool readable = PageReader::ReadFile(file.Path, page, bytes, file.Named);
+    if (page.Foreign)
     {
-        fprintf(stderr, "hostcapture-summary: %s: cannot be written\n", target.c_str());
-        m_OutputFailed = true;
+        if (file.Named)
+            TerminalText::Complain(file.Path + ": passed over: not a HostCapture page");
+        return false;
     }
+    // A page named on its own (no folder in its path) belongs to no collection.
+    page.Collection = file.Named && file.Path.find('/') == std::string::npos ? std::string()
+                                                                             : CollectionName::Of(file.Path);
+    PageAge::Age age = PageAge::Of(std::filesystem::path(file.Path).filename().string(),
+                                   page.Identity.TimeStamp, page.Modified, CClock::Get().Now());
+    page.AgeSeconds = age.Seconds;
+    page.AgeSource = age.Source;
+    if (m_MaxAge > 0 && age.Seconds > m_MaxAge)
+    {
+        m_Tally.LeaveOut(m_MaxAge);
+        return false;
+    }
+    if (!readable)
+        TerminalText::Complain(file.Path + ": " + page.Problem);
+    return true;
 }
 
 // One page at a time: read, count, export, redact, free.
@@ -146,15 +166,19 @@ void SummaryApp::SummarisePages()
         if (IsOutput(file.Path))
             continue;
         HostPage page;
-        bool readable = PageReader::ReadFile(file.Path, page, m_RedactDir.empty() ? nullptr : &bytes);
-        if (!readable)
-            fprintf(stderr, "hostcapture-summary: %s: %s\n", file.Path.c_str(), page.Problem.c_str());
-        m_Tally.Add(page);
-        m_Json.AddPage(page);
-        if (readable && !m_RedactDir.empty())
-            WriteRedacted(bytes, page, file.Relative);
+        bool counted = Take(file, page, m_RedactDir.empty() ? nullptr : &bytes);
+        if (counted)
+        {
+            m_Tally.Add(page);
+            m_Json.AddPage(page);
+            if (page.Readable && !m_RedactDir.empty())
+                m_Redaction.Copy(bytes, page, file.Relative);
+        }
         bytes.clear();
     }
+    if (m_Tally.LeftOut() > 0)
+        TerminalText::Complain(std::to_string(m_Tally.LeftOut()) + " pages older than " +
+                               PageAge::Format(m_MaxAge) + " left out");
 }
 
 void SummaryApp::FinishOutputs()
@@ -162,19 +186,32 @@ void SummaryApp::FinishOutputs()
     std::string error;
     if (!m_JsonPath.empty() && !m_Json.Finish(m_Tally))
     {
-        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_JsonPath.c_str(), m_Json.Error().c_str());
+        TerminalText::Complain(m_Json.Error());
         m_OutputFailed = true;
     }
-    if (!m_HtmlPath.empty() && !FleetOverview::Write(m_Tally, m_HtmlPath, error))
+    if (!m_HtmlPath.empty() && !FleetOverview::Write(m_Tally, m_HtmlPath, m_Html, error))
     {
-        fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
+        TerminalText::Complain(error);
         m_OutputFailed = true;
     }
-    if (!m_RedactDir.empty() && !m_Redactor.WriteKey(m_KeyPath, error))
+    if (!m_RedactDir.empty())
     {
-        fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
-        m_OutputFailed = true;
+        m_Redaction.Finish();
+        m_OutputFailed = m_OutputFailed || m_Redaction.Failed();
     }
+}
+
+int SummaryApp::Restore()
+{
+    std::string restored, error;
+    std::string key = m_KeyPath.empty() ? RedactionRun::DefaultKeyPath(m_RedactDir) : m_KeyPath;
+    if (!RedactionRun::Restore(key, m_RestoreFile, restored, error))
+    {
+        TerminalText::Complain(error);
+        return kExitUsage;
+    }
+    fwrite(restored.data(), 1, restored.size(), stdout);
+    return fflush(stdout) == 0 ? 0 : kExitUsage;
 }
 
 // The first line a monitoring system shows: "HOSTCAPTURE WARNING - 3 hosts: 1 warning, 2 normal".
@@ -200,7 +237,8 @@ int SummaryApp::Run(const std::vector<std::string>& arguments)
 {
     if (!Parse(arguments))
     {
-        fprintf(stderr, "hostcapture-summary: %s\n%s", m_Error.c_str(), kUsage);
+        TerminalText::Complain(m_Error);
+        fputs(kUsage, stderr);
         return kExitUsage;
     }
     if (m_Help)
@@ -208,13 +246,15 @@ int SummaryApp::Run(const std::vector<std::string>& arguments)
         fputs(kUsage, stdout);
         return 0;
     }
-    if (!PrepareRedaction())
-        return kExitUsage;
-    if (!m_JsonPath.empty() && !m_Json.Open(m_JsonPath))
+    if (m_Version)
     {
-        fprintf(stderr, "hostcapture-summary: %s\n", m_Json.Error().c_str());
-        return kExitUsage;
+        printf("hostcapture-summary %s\n", HOSTCAPTURE_VERSION);
+        return 0;
     }
+    if (!m_RestoreFile.empty())
+        return Restore();
+    if (!OpenOutputs())
+        return kExitUsage;
     SummarisePages();
     FinishOutputs();
     if (!m_Quiet && m_JsonPath != "-")
