@@ -3,6 +3,7 @@
 #include "TestEnv.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <grp.h>
 #include <sys/stat.h>
@@ -43,6 +44,29 @@ bool AsNobody(const std::function<bool()>& action)
     if (pid == 0)
         _exit(BecomeNobody() && action() ? 0 : 1);
     return WaitFor(pid) == 0;
+}
+
+std::string NobodyReachConcern(const std::string& path)
+{
+    if (AsNobody([&] { return access(path.c_str(), X_OK) == 0; }))
+        return std::string();
+    // Only on failure: the first folder on the way that the user cannot enter.
+    for (size_t end = 1; end != std::string::npos; end = path.find('/', end + 1))
+    {
+        const std::string folder = path.substr(0, end);
+        if (!AsNobody([&] { return access(folder.c_str(), X_OK) == 0; }))
+        {
+            struct stat status
+            {
+            };
+            char mode[8] = "?";
+            if (stat(folder.c_str(), &status) == 0)
+                snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(status.st_mode & 07777));
+            return "uid 65534 cannot enter \"" + folder + "\" (mode " + mode + ") on the way to \"" + path +
+                   "\"";
+        }
+    }
+    return "uid 65534 cannot enter \"" + path + "\"";
 }
 
 NobodyHolder::NobodyHolder(const std::function<bool()>& setup)

@@ -20,6 +20,11 @@ bool BecomeNobody();
 // Runs action in a forked child as uid 65534 and waits for it; true when the action returned true.
 bool AsNobody(const std::function<bool()>& action);
 
+// Why uid 65534 cannot reach path (a folder on the way that it may not enter, with that folder's
+// mode), or empty. The tests that play that user need /tmp reachable by all: a system whose "/"
+// is 0700 (a chroot unpacked from a private folder) fails them with this reason.
+std::string NobodyReachConcern(const std::string& path);
+
 // A child that became uid 65534, ran its setup (which may take a lock, open a listener, ...) and
 // then holds on, keeping what it set up, until the object goes away.
 class NobodyHolder

@@ -6,6 +6,7 @@
 #include "JsonTransport.h"
 #include "SimProcess.h"
 #include "TestEnv.h"
+#include "Unprivileged.h"
 
 #include <gtest/gtest.h>
 
@@ -97,6 +98,10 @@ TEST_F(SwitchClientTest, AttachReportsARefusedConnect)
     ASSERT_GE(native, 0);
     ASSERT_EQ(chmod(RootPath(kQmxdNativeSocket).c_str(), 0), 0);
     ASSERT_EQ(chmod(m_Root.Path().c_str(), 0755), 0);
+    if (geteuid() == 0)
+    {
+        ASSERT_EQ("", NobodyReachConcern(RootPath("/opt/TessmarkQDX/bin")));
+    }
     pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0)

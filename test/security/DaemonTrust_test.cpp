@@ -2,6 +2,7 @@
 // root a system root that another user can change holds no daemon at all.
 #include "SecurityTest.h"
 
+#include "ReachableCopies.h"
 #include "SimProcess.h"
 
 #include <cerrno>
@@ -30,19 +31,21 @@ protected:
         }
     }
 
-    // Starts qmxd-sim as uid 65534 on a system root of that user's; true once it serves.
+    // Starts qmxd-sim as uid 65534 on a system root of that user's; true once it serves. The
+    // program and its profile are run from copies that user can reach.
     bool StartSimAsNobody(const std::string& sysroot)
     {
+        const std::string simulator = m_Copies.Copy(QMXD_SIM_EXECUTABLE);
+        const std::string profile = m_Copies.Copy(SimProcess::ShippedProfile("demo.json"));
         int ready[2];
-        if (pipe2(ready, O_CLOEXEC) != 0)
+        if (simulator.empty() || profile.empty() || pipe2(ready, O_CLOEXEC) != 0)
             return false;
-        const std::string profile = SimProcess::ShippedProfile("demo.json");
         m_SimPid = fork();
         if (m_SimPid == 0)
         {
             dup2(ready[1], STDOUT_FILENO);
             if (BecomeNobody())
-                execl(QMXD_SIM_EXECUTABLE, QMXD_SIM_EXECUTABLE, "--sysroot", sysroot.c_str(), "--profile",
+                execl(simulator.c_str(), simulator.c_str(), "--sysroot", sysroot.c_str(), "--profile",
                       profile.c_str(), "--exit-with-parent", static_cast<char*>(nullptr));
             _exit(127);
         }
@@ -61,6 +64,7 @@ protected:
         return said.find("qmxd-sim ready") != std::string::npos;
     }
 
+    ReachableCopies m_Copies;
     pid_t m_SimPid = -1;
 };
 
@@ -102,7 +106,9 @@ TEST_F(DaemonTrustTest, ADaemonOfAnotherUserIsNotAsked)
     EXPECT_EQ("", ReadFile(served + "/qmxd-sim.requests.jsonl")) << "not even the channel-init";
 
     const std::string ownPage = m_Home.File("own.html");
-    StartedProgram asNobody(HOSTCAPTURE_EXECUTABLE, {"-output", ownPage}, m_Home.Path(),
+    const std::string program = m_Copies.Copy(HOSTCAPTURE_EXECUTABLE);
+    ASSERT_FALSE(program.empty());
+    StartedProgram asNobody(program, {"-output", ownPage}, m_Home.Path(),
                             {{"HOSTCAPTURE_SYSROOT", sysroot.Path()}}, true);
     ASSERT_TRUE(asNobody.Wait(kRunLimitMs));
     EXPECT_EQ(0, asNobody.ExitStatus());

@@ -27,6 +27,7 @@ protected:
         if (!reason.empty())
             GTEST_SKIP() << reason;
         ASSERT_FALSE(m_Home.Path().empty());
+        ASSERT_EQ("", NobodyReachConcern(m_Home.Path()));
         m_Victim = m_Secret.Write("victim", kVictimText);
     }
 
