@@ -127,8 +127,7 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
                 html += "<td class=\"status-unknown\">-</td>";
                 continue;
             }
-            html += "<td class=\"" + IconClass(cell->second.Status) + "\">" +
-                    Label(cell->second.Status);
+            html += "<td class=\"" + IconClass(cell->second.Status) + "\">" + Label(cell->second.Status);
             if (!cell->second.Detail.empty())
                 html += "<span class=\"detail\">" + HtmlEscape(cell->second.Detail) + "</span>";
             html += "</td>";

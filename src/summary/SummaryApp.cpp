@@ -1,5 +1,6 @@
 #include "SummaryApp.h"
 
+#include "CompareCommand.h"
 #include "FleetJson.h"
 #include "FleetOverview.h"
 #include "FleetTally.h"
@@ -8,6 +9,8 @@
 #include "PageRedactor.h"
 
 #include <cerrno>
+#include <cmath>
+#include <cstdlib>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -25,6 +28,13 @@ const char kUsage[] =
     "  --html FILE     write the fleet overview page to FILE\n"
     "  --redact DIR    write a copy of every page to DIR with serial numbers, host names and\n"
     "                  addresses replaced by tokens; the key goes to DIR/redaction-key.json (mode 0600)\n"
+    "  --compare OLD NEW  print what changed from page OLD to page NEW of one host (with\n"
+    "                  --json, as JSON); exit 0 no change, 1 changes, 3 a page unreadable\n"
+    "  --temperature-change C  a temperature move of C degrees or more is a change (default 10)\n"
+    "  --fan-change P  a fan speed move of P percent or more is a change (default 25)\n"
+    "  --new-events-warn  exit at least 1 when a host has new event-log entries since its\n"
+    "                  previous page\n"
+    "  --changes-warn  exit at least 1 when a status moved to worse since the previous page\n"
     "  --latest        read only the newest page of every folder (names sort by time)\n"
     "  --quiet         no status line on standard output\n"
     "  --help          this text\n"
@@ -70,6 +80,34 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
             if (!value(m_RedactDir))
                 return false;
         }
+        else if (a == "--compare")
+        {
+            if (i + 2 >= arguments.size())
+            {
+                m_Error = "--compare needs two pages, the older first";
+                return false;
+            }
+            m_CompareOlder = arguments[++i];
+            m_CompareNewer = arguments[++i];
+        }
+        else if (a == "--temperature-change" || a == "--fan-change")
+        {
+            std::string text;
+            if (!value(text))
+                return false;
+            char* end = nullptr;
+            double number = std::strtod(text.c_str(), &end);
+            if (text.empty() || *end != '\0' || !(number > 0) || !std::isfinite(number))
+            {
+                m_Error = a + " needs a number above 0, not " + text;
+                return false;
+            }
+            (a == "--fan-change" ? m_Thresholds.FanPercent : m_Thresholds.TemperatureCelsius) = number;
+        }
+        else if (a == "--new-events-warn")
+            m_NewEventsWarn = true;
+        else if (a == "--changes-warn")
+            m_ChangesWarn = true;
         else if (a == "--latest")
             m_Latest = true;
         else if (a == "--quiet")
@@ -89,7 +127,12 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
         else
             m_Inputs.push_back(a);
     }
-    if (!m_Help && m_Inputs.empty())
+    if (!m_CompareOlder.empty() && !m_Inputs.empty())
+    {
+        m_Error = "--compare takes its two pages and no further page or folder";
+        return false;
+    }
+    if (!m_Help && m_Inputs.empty() && m_CompareOlder.empty())
     {
         m_Error = "no page or folder given";
         return false;
@@ -208,6 +251,8 @@ int SummaryApp::Run(const std::vector<std::string>& arguments)
         fputs(kUsage, stdout);
         return 0;
     }
+    if (!m_CompareOlder.empty())
+        return CompareCommand::Run(m_CompareOlder, m_CompareNewer, m_JsonPath, m_Thresholds);
     if (!PrepareRedaction())
         return kExitUsage;
     if (!m_JsonPath.empty() && !m_Json.Open(m_JsonPath))

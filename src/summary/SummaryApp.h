@@ -3,6 +3,7 @@
 #include "FleetJson.h"
 #include "FleetTally.h"
 #include "HostPage.h"
+#include "PageComparison.h"
 #include "PageRedactor.h"
 
 #include <string>
@@ -34,6 +35,11 @@ private:
     bool m_Latest = false;
     bool m_Quiet = false;
     bool m_Help = false;
+    std::string m_CompareOlder;
+    std::string m_CompareNewer;
+    ComparisonOptions m_Thresholds;
+    bool m_NewEventsWarn = false;
+    bool m_ChangesWarn = false;
     std::vector<std::string> m_Inputs;
     std::string m_Error;
     std::string m_KeyPath;

@@ -1,0 +1,77 @@
+#include "CompareCommand.h"
+
+#include "ChangeJson.h"
+#include "ChangeText.h"
+#include "PageReader.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+const int kExitTrouble = 3;
+
+// The JSON goes to a file only the caller can read: it holds serial numbers and addresses.
+FILE* OpenJson(const std::string& path)
+{
+    if (path == "-")
+        return stdout;
+    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
+    struct stat st;
+    if (fd >= 0 && (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)))
+    {
+        close(fd);
+        errno = EINVAL;
+        return nullptr;
+    }
+    if (fd < 0)
+        return nullptr;
+    FILE* file = fdopen(fd, "wb");
+    if (!file)
+        close(fd);
+    return file;
+}
+} // namespace
+
+namespace CompareCommand
+{
+int Run(const std::string& older, const std::string& newer, const std::string& jsonPath,
+        const ComparisonOptions& options)
+{
+    HostPage pages[2];
+    const std::string* paths[2] = {&older, &newer};
+    bool readable = true;
+    for (int i = 0; i < 2; ++i)
+        if (!PageReader::ReadFile(*paths[i], pages[i]))
+        {
+            fprintf(stderr, "hostcapture-summary: %s: %s\n", ChangeText::Safe(*paths[i]).c_str(),
+                    ChangeText::Safe(pages[i].Problem).c_str());
+            readable = false;
+        }
+    if (!readable)
+        return kExitTrouble;
+    HostChanges changes = PageComparison::Compare(pages[0], pages[1], options);
+    if (jsonPath.empty())
+        fputs(ChangeText::Report(changes).c_str(), stdout);
+    else
+    {
+        FILE* out = OpenJson(jsonPath);
+        bool ok = out && ChangeJson::WriteDocument(changes, out);
+        if (out && out != stdout)
+            ok = fclose(out) == 0 && ok;
+        if (!ok)
+        {
+            fprintf(stderr, "hostcapture-summary: %s: %s\n", ChangeText::Safe(jsonPath).c_str(),
+                    errno ? std::strerror(errno) : "cannot be written");
+            return kExitTrouble;
+        }
+    }
+    if (fflush(stdout) != 0)
+        return kExitTrouble;
+    return changes.Any() ? 1 : 0;
+}
+} // namespace CompareCommand
