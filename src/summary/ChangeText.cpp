@@ -11,44 +11,49 @@ std::string Plural(int count, const char* one, const char* many)
     return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
-std::string Line(const Change& c)
+// The word before each line says what kind of change it is; all are ten columns wide.
+const char* Label(ChangeKind kind)
 {
-    using ChangeText::Safe;
-    std::string place = Safe(c.Where) + ": " + Safe(c.What);
-    std::string line;
-    switch (c.Kind)
+    switch (kind)
     {
     case ChangeKind::SectionWorse:
-    case ChangeKind::SectionBetter:
-        line = std::string(c.Kind == ChangeKind::SectionWorse ? "worse" : "better") + "     " +
-               Safe(c.Where) + ": " + Safe(c.Before) + " -> " + Safe(c.After);
-        break;
     case ChangeKind::MemberWorse:
+        return "worse     ";
+    case ChangeKind::SectionBetter:
     case ChangeKind::MemberBetter:
+        return "better    ";
     case ChangeKind::MemberChanged:
-        line = std::string(c.Kind == ChangeKind::MemberWorse    ? "worse     "
-                           : c.Kind == ChangeKind::MemberBetter ? "better    "
-                                                                : "changed   ") +
-               place + ": " + Safe(c.Before) + " -> " + Safe(c.After);
-        break;
+        return "changed   ";
     case ChangeKind::MemberDisappeared:
-        line = "gone      " + place + " (was " + Safe(c.Before) + ")";
-        break;
+        return "gone      ";
     case ChangeKind::MemberAppeared:
-        line = "new       " + place + ": " + Safe(c.After);
-        break;
+        return "new       ";
     case ChangeKind::Identity:
+        return "identity  ";
     case ChangeKind::ValueMoved:
+        return "value     ";
     case ChangeKind::LeftOut:
-        line = std::string(c.Kind == ChangeKind::Identity     ? "identity  "
-                           : c.Kind == ChangeKind::ValueMoved ? "value     "
-                                                              : "left out  ") +
-               place + ": " + (c.Before.empty() ? "(none)" : Safe(c.Before)) + " -> " +
-               (c.After.empty() ? "(none)" : Safe(c.After));
-        break;
+        return "left out  ";
     }
+    return "changed   ";
+}
+
+std::string Shown(const std::string& text)
+{
+    return text.empty() ? "(none)" : ChangeText::Safe(text);
+}
+
+std::string Line(const Change& c)
+{
+    std::string line = Label(c.Kind) + ChangeText::Safe(c.Where) + ": " + ChangeText::Safe(c.What);
+    if (c.Kind == ChangeKind::MemberDisappeared)
+        line += " (was " + Shown(c.Before) + ")";
+    else if (c.Kind == ChangeKind::MemberAppeared)
+        line += ": " + Shown(c.After);
+    else
+        line += ": " + Shown(c.Before) + " -> " + Shown(c.After);
     if (!c.Note.empty())
-        line += " [" + Safe(c.Note) + "]";
+        line += " [" + ChangeText::Safe(c.Note) + "]";
     return line;
 }
 } // namespace
@@ -138,8 +143,9 @@ std::string Report(const HostChanges& changes)
     if (!changes.NewEvents.empty())
         text += "New event-log entries:\n";
     for (const NewEvent& e : changes.NewEvents)
-        text += "  " + Safe(e.Severity) + "  " + Safe(e.Code) + "  " + Safe(e.Timestamp) + "  " +
-                Safe(e.Message) + "\n";
+        text += "  " + Safe(e.Severity) +
+                std::string(e.Severity.size() < 8 ? 8 - e.Severity.size() : 0, ' ') + "  " + Safe(e.Code) +
+                "  " + Safe(e.Timestamp) + "  " + Safe(e.Message) + "\n";
     return text;
 }
 } // namespace ChangeText

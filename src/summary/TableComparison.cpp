@@ -51,15 +51,17 @@ struct Layout
     // "SAS HDD 1.2TB 10K (0), Adapter ID 0"; "row 3" for a table without key cells.
     std::string Name(const PageRow& row, const PageTable& table, size_t position) const
     {
-        std::string name;
+        std::string name, adapter;
         for (size_t heading : Keys)
         {
-            bool named = table.Headings[heading] != "Adapter ID";
-            if (!name.empty())
-                name += ", ";
-            name += named ? Cell(row, heading) : table.Headings[heading] + " " + Cell(row, heading);
+            if (table.Headings[heading] == "Adapter ID")
+                adapter = ", " + table.Headings[heading] + " " + Cell(row, heading);
+            else
+                name += (name.empty() ? "" : ", ") + Cell(row, heading);
         }
-        return name.empty() ? "row " + std::to_string(position + 1) : name;
+        if (name.empty())
+            return adapter.empty() ? "row " + std::to_string(position + 1) : adapter.substr(2);
+        return name + adapter;
     }
 };
 
