@@ -1,5 +1,8 @@
 #include "SummaryApp.h"
 
+#include "CaptureHistory.h"
+#include "ChangePage.h"
+#include "ChangeText.h"
 #include "CompareCommand.h"
 #include "FleetJson.h"
 #include "FleetOverview.h"
@@ -47,7 +50,40 @@ bool SummaryApp::IsOutput(const std::string& path) const
     std::error_code ec;
     auto same = [&](const std::string& output)
     { return !output.empty() && output != "-" && std::filesystem::equivalent(path, output, ec); };
-    return same(m_HtmlPath) || same(m_JsonPath);
+    return same(m_HtmlPath) || same(m_JsonPath) || IsChangePage(path);
+}
+
+bool SummaryApp::IsChangePage(const std::string& path) const
+{
+    if (m_ChangeDir.empty())
+        return false;
+    std::error_code ec;
+    return std::filesystem::equivalent(std::filesystem::path(path).parent_path(), m_ChangeDir, ec);
+}
+
+// The change pages go to "<overview>-changes/" beside the overview, one per host, named after
+// the page's path below the folder it was found in, so the names stay the same from run to run.
+std::string SummaryApp::WriteChangePage(const HostChanges& changes, const HostPage& page,
+                                        const std::string& relative)
+{
+    std::string name;
+    for (char c : relative)
+        name += std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '.' ? c : '_';
+    std::string stem = name.size() > 5 && name.compare(name.size() - 5, 5, ".html") == 0
+                           ? name.substr(0, name.size() - 5)
+                           : name;
+    std::string path = m_ChangeDir + "/" + stem + ".html";
+    for (int n = 2; !m_ChangePages.insert(path).second; ++n)
+        path = m_ChangeDir + "/" + stem + "-" + std::to_string(n) + ".html";
+    std::string error;
+    std::string host = page.Identity.HostName.empty() ? page.File : page.Identity.HostName;
+    if (!ChangePage::Write(changes, host, path, error))
+    {
+        fprintf(stderr, "hostcapture-summary: %s\n", ChangeText::Safe(error).c_str());
+        m_OutputFailed = true;
+        return {};
+    }
+    return path;
 }
 
 bool SummaryApp::Parse(const std::vector<std::string>& arguments)
@@ -179,10 +215,12 @@ void SummaryApp::WriteRedacted(const std::string& bytes, const HostPage& page, c
     }
 }
 
-// One page at a time: read, count, export, redact, free.
+// One page at a time: read, compare with the capture before, count, export, redact, free.
 void SummaryApp::SummarisePages()
 {
     std::string bytes;
+    CaptureHistory history(m_Thresholds, m_Latest,
+                           [this](const std::string& path) { return IsOutput(path); });
     for (const PageFile& file : PageFiles::Collect(m_Inputs, m_Latest))
     {
         // The overview may land in the folder being summarised; it is not a host.
@@ -192,11 +230,16 @@ void SummaryApp::SummarisePages()
         bool readable = PageReader::ReadFile(file.Path, page, m_RedactDir.empty() ? nullptr : &bytes);
         if (!readable)
             fprintf(stderr, "hostcapture-summary: %s: %s\n", file.Path.c_str(), page.Problem.c_str());
-        m_Tally.Add(page);
-        m_Json.AddPage(page);
+        HostChanges changes = history.ChangesOf(page);
+        std::string changePage;
+        if (!m_ChangeDir.empty() && changes.Any())
+            changePage = WriteChangePage(changes, page, file.Relative);
+        m_Tally.Add(page, changes, changePage);
+        m_Json.AddPage(page, changes);
         if (readable && !m_RedactDir.empty())
             WriteRedacted(bytes, page, file.Relative);
         bytes.clear();
+        history.Keep(std::move(page));
     }
 }
 
@@ -223,7 +266,9 @@ void SummaryApp::FinishOutputs()
 // The first line a monitoring system shows: "HOSTCAPTURE WARNING - 3 hosts: 1 warning, 2 normal".
 void SummaryApp::PrintStatusLine() const
 {
-    std::string status = HostStatusRules::Name(m_Tally.Worst());
+    // A fleet raised by --new-events-warn or --changes-warn says so in its first word too.
+    bool raised = m_Tally.ExitCode() == 0 && ExitCode() == 1;
+    std::string status = raised ? "warning" : HostStatusRules::Name(m_Tally.Worst());
     for (char& c : status)
         c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
     printf("HOSTCAPTURE %s - %d hosts:", status.c_str(), m_Tally.Hosts());
@@ -235,6 +280,17 @@ void SummaryApp::PrintStatusLine() const
             continue;
         printf("%s%d %s", separator, count, HostStatusRules::Name(static_cast<HostStatus>(s)));
         separator = ", ";
+    }
+    const ChangeTotals& changes = m_Tally.Changes();
+    if (changes.HostsCompared() > 0)
+    {
+        int events = 0;
+        for (const auto& count : changes.NewEventsBySeverity())
+            events += count.second;
+        printf("; since the previous capture: %d changed (%d worse), %d new event-log entries",
+               changes.HostsChanged(), changes.HostsWorse(), events);
+        if (changes.OtherHosts() > 0)
+            printf(", %d another server", changes.OtherHosts());
     }
     printf("\n");
 }
@@ -260,11 +316,30 @@ int SummaryApp::Run(const std::vector<std::string>& arguments)
         fprintf(stderr, "hostcapture-summary: %s\n", m_Json.Error().c_str());
         return kExitUsage;
     }
+    if (!m_HtmlPath.empty())
+    {
+        std::filesystem::path html(m_HtmlPath);
+        m_ChangeDir = (html.parent_path() / (html.stem().string() + "-changes")).string();
+    }
     SummarisePages();
     FinishOutputs();
     if (!m_Quiet && m_JsonPath != "-")
         PrintStatusLine();
     fflush(stdout);
+    return ExitCode();
+}
+
+int SummaryApp::ExitCode() const
+{
     // Output that could not be written leaves the monitoring state unknown.
-    return m_OutputFailed ? kExitUsage : m_Tally.ExitCode();
+    if (m_OutputFailed)
+        return kExitUsage;
+    int status = m_Tally.ExitCode();
+    // News raises a quiet fleet to a warning, so a monitoring check can alert on what is new
+    // rather than on trouble that is known since long.
+    const ChangeTotals& changes = m_Tally.Changes();
+    if (status == 0 && ((m_NewEventsWarn && changes.HostsWithNewEvents() > 0) ||
+                        (m_ChangesWarn && changes.HostsWorse() > 0)))
+        status = 1;
+    return status;
 }

@@ -6,6 +6,7 @@
 #include "PageComparison.h"
 #include "PageRedactor.h"
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,11 +23,15 @@ public:
 private:
     bool Parse(const std::vector<std::string>& arguments);
     bool IsOutput(const std::string& path) const;
+    bool IsChangePage(const std::string& path) const;
     // Refuses a redaction folder that already holds a key, before any page is read.
     bool PrepareRedaction();
     void SummarisePages();
     void WriteRedacted(const std::string& bytes, const HostPage& page, const std::string& relative);
+    std::string WriteChangePage(const HostChanges& changes, const HostPage& page,
+                                const std::string& relative);
     void FinishOutputs();
+    int ExitCode() const;
     void PrintStatusLine() const;
 
     std::string m_JsonPath;
@@ -47,4 +52,6 @@ private:
     FleetJson m_Json;
     PageRedactor m_Redactor;
     bool m_OutputFailed = false;
+    std::string m_ChangeDir; // beside the overview: one change page per host that changed
+    std::set<std::string> m_ChangePages;
 };
