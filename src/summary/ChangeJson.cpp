@@ -46,7 +46,12 @@ void Events(ChangeJson::Writer& w, const HostChanges& changes)
     {
         w.StartObject();
         w.Key("status");
+        w.StartObject();
+        w.Key("number");
+        w.Uint(e.Status);
+        w.Key("name");
         w.String(HostStatusRules::NameOfReportStatus(e.Status));
+        w.EndObject();
         Member(w, "severity", e.Severity);
         Member(w, "error_code", e.Code);
         Member(w, "timestamp", e.Timestamp);

@@ -59,7 +59,7 @@ std::string ChangesCell(const ChangeCell& cell, const std::string& outputPath)
     {
         size_t word = line.size() > 10 ? line.find_last_not_of(' ', 9) + 1 : 0;
         html += "<span class=\"change\"><b>" + HtmlEscape(line.substr(0, word)) + "</b> " +
-                HtmlEscape(line.substr(word < line.size() ? 10 : word)) + "</span>";
+                HtmlEscape(line.size() > 10 ? line.substr(10) : line) + "</span>";
     }
     if (cell.MoreLines > 0)
         html += "<span class=\"change\">and " + std::to_string(cell.MoreLines) + " more</span>";
