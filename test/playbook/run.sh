@@ -11,15 +11,14 @@
 #   bigevents  the demo server with 4,000 event-log records
 #   gone       an address where nobody listens: unreachable, reported as such
 #
-#   deploy/ansible/tests/run.sh [build folder]
+#   test/playbook/run.sh [build folder]
 #
 # A run that the time bound stops keeps its page (HostCapture writes it on SIGTERM); with
 # HOSTCAPTURE_TEST_ALLOW_EMPTY_CUT_PAGE=1 a stalled host that left no page is accepted too, as
 # long as it is reported as cut short.
 set -euo pipefail
-top=$(cd "$(dirname "$0")/../../.." && pwd)
+top=$(cd "$(dirname "$0")/../.." && pwd)
 build=$(cd "${1:-$top/build}" && pwd)
-here=$top/deploy/ansible/tests
 
 work=$(mktemp -d /tmp/hcans.XXXXXX)   # short: socket paths must fit into sun_path
 sims=()

@@ -1,4 +1,4 @@
-#include "GeneratedPages_test.h"
+#include "GeneratedPages.h"
 
 #include <rapidjson/document.h>
 #include <rapidjson/schema.h>
