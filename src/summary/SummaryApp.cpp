@@ -27,6 +27,7 @@ const char kKeyFileName[] = "redaction-key.json";
 const char kUsage[] =
     "Usage: hostcapture-summary [options] PAGE|FOLDER...\n"
     "Reads HostCapture pages (folders are searched recursively for *.html) and summarises them.\n"
+    "The pages of one folder are captures of one host: each is compared with the capture before it.\n"
     "  --json FILE     write the machine-readable export to FILE (- for standard output)\n"
     "  --html FILE     write the fleet overview page to FILE\n"
     "  --redact DIR    write a copy of every page to DIR with serial numbers, host names and\n"
@@ -35,6 +36,7 @@ const char kUsage[] =
     "                  --json, as JSON); exit 0 no change, 1 changes, 3 a page unreadable\n"
     "  --temperature-change C  a temperature move of C degrees or more is a change (default 10)\n"
     "  --fan-change P  a fan speed move of P percent or more is a change (default 25)\n"
+    "  --no-changes    compare no page with the capture before it\n"
     "  --new-events-warn  exit at least 1 when a host has new event-log entries since its\n"
     "                  previous page\n"
     "  --changes-warn  exit at least 1 when a status moved to worse since the previous page\n"
@@ -140,6 +142,8 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
             }
             (a == "--fan-change" ? m_Thresholds.FanPercent : m_Thresholds.TemperatureCelsius) = number;
         }
+        else if (a == "--no-changes")
+            m_NoChanges = true;
         else if (a == "--new-events-warn")
             m_NewEventsWarn = true;
         else if (a == "--changes-warn")
@@ -230,7 +234,7 @@ void SummaryApp::SummarisePages()
         bool readable = PageReader::ReadFile(file.Path, page, m_RedactDir.empty() ? nullptr : &bytes);
         if (!readable)
             fprintf(stderr, "hostcapture-summary: %s: %s\n", file.Path.c_str(), page.Problem.c_str());
-        HostChanges changes = history.ChangesOf(page);
+        HostChanges changes = m_NoChanges ? HostChanges() : history.ChangesOf(page);
         std::string changePage;
         if (!m_ChangeDir.empty() && changes.Any())
             changePage = WriteChangePage(changes, page, file.Relative);
@@ -239,7 +243,8 @@ void SummaryApp::SummarisePages()
         if (readable && !m_RedactDir.empty())
             WriteRedacted(bytes, page, file.Relative);
         bytes.clear();
-        history.Keep(std::move(page));
+        if (!m_NoChanges)
+            history.Keep(std::move(page));
     }
 }
 

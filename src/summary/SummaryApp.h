@@ -45,6 +45,7 @@ private:
     ComparisonOptions m_Thresholds;
     bool m_NewEventsWarn = false;
     bool m_ChangesWarn = false;
+    bool m_NoChanges = false;
     std::vector<std::string> m_Inputs;
     std::string m_Error;
     std::string m_KeyPath;

@@ -1,0 +1,87 @@
+#!/usr/bin/env bash
+# Cost and memory of the changes since the capture before, over a fleet of hosts with two pages
+# each:
+#
+#   bench/changes_bench.sh [build folder] [hosts]     (default 1000 hosts)
+#
+# 1. Writes two demo-size pages from the test profiles changes-before and changes-after (a failed
+#    drive, a power supply back, a memory module gone, a new BIOS, a warmer processor and 20 new
+#    event-log entries between them).
+# 2. Builds two fleets of hard links (the reading is the same, the disk is not filled): in one
+#    every host's two pages differ in those ways ("with changes"), in the other both pages of a
+#    host are the same capture ("without changes").
+# 3. Times the summary (overview and change pages, best of 3) over each fleet, reading every page
+#    and with --latest (which reads the newest page and the one before it), and prints the ratio
+#    with / without (limit 1.20); for scale also the same run with --no-changes.
+# 4. Prints the peak RSS (/usr/bin/time -v) of the --latest run with changes at a tenth of the
+#    hosts and at all of them: one host's two pages are held at a time, so it must stay flat.
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+build=${1:-$top/build}
+hosts=${2:-1000}
+summary=$build/src/summary/hostcapture-summary
+[ -x /usr/bin/time ] || { echo "missing: /usr/bin/time (scripts/setup installs it)" >&2; exit 1; }
+[ -x "$summary" ] || { echo "build first: $summary is missing" >&2; exit 1; }
+
+work=$(mktemp -d /tmp/hcchanges.XXXXXX)
+sim=
+trap 'if [ -n "$sim" ]; then kill "$sim" 2>/dev/null || true; wait "$sim" 2>/dev/null || true; fi; rm -rf "$work"' EXIT
+capture() { # profile output
+    mkdir -p "$work/root-$1"
+    "$build/tools/qmxd-sim/qmxd-sim" --sysroot "$work/root-$1" --profile "$top/testdata/profiles/$1.json" >/dev/null &
+    sim=$!
+    for _ in $(seq 100); do [ -e "$work/root-$1/var/run/tmqdx.pid" ] && break; sleep 0.05; done
+    HOSTCAPTURE_SYSROOT="$work/root-$1" "$build/src/app/HostCapture" -output "$2" >/dev/null
+    kill "$sim"; wait "$sim" 2>/dev/null || true; sim=
+}
+capture changes-before "$work/before.html"
+capture changes-after "$work/after.html"
+echo "pages: $(stat -c %s "$work/before.html") and $(stat -c %s "$work/after.html") bytes"
+
+fleet() { # folder hosts older newer
+    python3 -c 'import os, sys
+folder, hosts, older, newer = sys.argv[1], int(sys.argv[2]), sys.argv[3], sys.argv[4]
+for i in range(hosts):
+    d = "%s/host%04d" % (folder, i)
+    os.makedirs(d)
+    os.link(older, d + "/20261124T060000Z.html")
+    os.link(newer, d + "/20261125T060000Z.html")' "$@"
+}
+fleet "$work/changed" "$hosts" "$work/before.html" "$work/after.html"
+fleet "$work/same" "$hosts" "$work/before.html" "$work/before.html"
+fleet "$work/small" $((hosts / 10)) "$work/before.html" "$work/after.html"
+
+# Every run must really compare: a run that fails at once would look fast.
+line=$("$summary" --latest "$work/changed" || true)
+[[ $line == *"; since the previous capture: $hosts changed ($hosts worse), $((hosts * 20)) new event-log entries" ]] ||
+    { echo "the summary did not compare the pages: $line" >&2; exit 1; }
+line=$("$summary" --latest "$work/same" || true)
+[[ $line == *"; since the previous capture: 0 changed (0 worse), 0 new event-log entries" ]] ||
+    { echo "identical pages gave changes: $line" >&2; exit 1; }
+
+micros() { local start end; start=$(date +%s%N); "$@" >/dev/null 2>&1 || true; end=$(date +%s%N); echo $(( (end - start) / 1000 )); }
+best() { local best=0 t; for _ in 1 2 3; do t=$(micros "$@"); if [ "$best" -eq 0 ] || [ "$t" -lt "$best" ]; then best=$t; fi; done; echo "$best"; }
+run() { # label options...
+    local label=$1; shift
+    rm -rf "$work/out"; mkdir -p "$work/out"
+    local with without off
+    with=$(best "$summary" --quiet --html "$work/out/changed.html" "$@" "$work/changed")
+    without=$(best "$summary" --quiet --html "$work/out/same.html" "$@" "$work/same")
+    off=$(best "$summary" --quiet --no-changes --html "$work/out/off.html" "$@" "$work/changed")
+    echo "$label, best of 3: with changes $((with / 1000)) ms, without changes $((without / 1000)) ms," \
+         "comparison off $((off / 1000)) ms"
+    awk -v a="$with" -v b="$without" -v label="$label" \
+        'BEGIN { printf "  ratio with / without changes (%s): %.2f (limit 1.20)\n", label, a / b }'
+}
+run "$hosts hosts x 2 pages, every page read"
+run "$hosts hosts x 2 pages, --latest" --latest
+
+peak() { # folder
+    /usr/bin/time -v "$summary" --quiet --latest --json "$work/out/fleet.json" --html "$work/out/fleet.html" "$1" \
+        2>"$work/time.txt" >/dev/null || true
+    awk -F: '/Maximum resident set size/ { gsub(/ /, "", $2); print $2 }' "$work/time.txt"
+}
+small=$(peak "$work/small")
+large=$(peak "$work/changed")
+echo "peak RSS with changes, --latest, --json and --html: $((hosts / 10)) hosts $((small / 1024)) MiB," \
+     "$hosts hosts $((large / 1024)) MiB"
