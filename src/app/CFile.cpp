@@ -1,23 +1,26 @@
 #include "CFile.h"
 
 #include "CDebug.h"
+#include "SafeOpen.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
+#include <utility>
 
-CFile::CFile(const char* path)
+namespace
 {
-    strncpy(m_Path, path != nullptr ? path : "", MaxPath);
-    m_Path[MaxPath] = '\0';
-}
+// A page holds serial numbers and network addresses: readable by its owner only.
+constexpr mode_t kPageMode = 0600;
+} // namespace
+
+CFile::CFile(std::string path) : m_Path(std::move(path)) {}
 
 CFile::~CFile()
 {
-    if (m_Open)
+    if (IsOpen())
     {
         // Keep the caller's errno: it may still be about to report an earlier failure.
         int saved = errno;
@@ -28,34 +31,74 @@ CFile::~CFile()
 
 bool CFile::Fail()
 {
-    m_LastError = errno;
+    return Fail(errno);
+}
+
+bool CFile::Fail(int error)
+{
+    m_LastError = error;
+    errno = error;
     return false;
 }
 
-bool CFile::Open(int flags, mode_t mode)
+bool CFile::OpenForOutput(bool exclusive)
 {
-    if (m_Open)
+    if (IsOpen())
         return true;
-    m_Fd = open(m_Path, flags, mode);
+    m_Fd = SafeOpen::ForWriting(AT_FDCWD, m_Path, kPageMode, exclusive);
     if (m_Fd < 0)
-        return Fail();
-    m_Open = true;
-    m_Closed = false;
+    {
+        const int error = errno;
+        g_Debug.Print(1, "\nCFile               : ERROR 0x%X! File \"%s\" refused: %s", error, m_Path.c_str(),
+                      strerror(error));
+        return Fail(error);
+    }
+    // Emptied only now that it is known to be ours.
+    if (ftruncate(m_Fd, 0) != 0)
+    {
+        const int error = errno;
+        Close();
+        return Fail(error);
+    }
     return true;
 }
 
-bool CFile::Lock()
+bool CFile::TryLock()
 {
-    if (!m_Open || flock(m_Fd, LOCK_EX) != 0)
+    if (!IsOpen())
+        return Fail(EBADF);
+    if (flock(m_Fd, LOCK_EX | LOCK_NB) != 0)
         return Fail();
     m_Locked = true;
     return true;
 }
 
+bool CFile::WriteAll(const std::string& text)
+{
+    if (!IsOpen())
+        return Fail(EBADF);
+    if (ftruncate(m_Fd, 0) != 0)
+        return Fail();
+    size_t done = 0;
+    while (done < text.size())
+    {
+        const ssize_t written =
+            pwrite(m_Fd, text.data() + done, text.size() - done, static_cast<off_t>(done));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            return Fail();
+        if (written == 0)
+            return Fail(ENOSPC);
+        done += static_cast<size_t>(written);
+    }
+    return true;
+}
+
 bool CFile::Sync()
 {
-    if (!m_Open || fsync(m_Fd) != 0)
-        return Fail();
+    if (!IsOpen() || fsync(m_Fd) != 0)
+        return Fail(IsOpen() ? errno : EBADF);
     return true;
 }
 
@@ -71,32 +114,12 @@ bool CFile::Unlock()
 
 bool CFile::Close()
 {
-    if (!m_Open)
+    if (!IsOpen())
         return true;
     Unlock();
-    int result = close(m_Fd);
+    const int result = close(m_Fd);
     m_Fd = -1;
-    m_Open = false;
-    m_Closed = true;
     if (result != 0)
         return Fail();
-    return true;
-}
-
-bool CFile::WriteTextFile(const std::string& name, const std::string& text)
-{
-    FILE* file = fopen(name.c_str(), "w");
-    if (file == nullptr)
-    {
-        int error = errno;
-        if (g_Debug.IsTraceEnabled())
-            g_Debug.Print(1, "\nCFile               : ERROR 0x%X! Failed to write text file \"%s\"", error,
-                          name.c_str());
-        errno = error;
-        return false;
-    }
-    // A short write shows up as a short report; the run has nothing better to offer then.
-    fputs(text.c_str(), file);
-    fclose(file);
     return true;
 }

@@ -16,7 +16,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <fcntl.h>
 #include <memory>
 
 namespace
@@ -90,16 +89,19 @@ int HostCaptureApp::Run(int argc, char** argv)
     }
 
     std::string fileName;
+    bool defaultName = true;
     if (options.Find(kOutputKey))
     {
         std::vector<std::string> values = options.Values(kOutputKey);
-        fileName = values.empty() ? GetDefaultFileName() : values.front();
+        defaultName = values.empty();
+        fileName = defaultName ? GetDefaultFileName() : values.front();
     }
     else
         fileName = GetDefaultFileName();
 
-    // Find out now, not after the long report run, when the file cannot be written.
-    if (!fileName.empty() && !CanCreateFile(fileName))
+    // Find out now, not after the long report run, when the file cannot be written. The default
+    // name is predictable, so whatever already carries it was planted: only a new file will do.
+    if (!fileName.empty() && !CanCreateFile(fileName, defaultName))
         return ReportWriteFailure(fileName);
 
     if (options.Find(kClearStatusKey))
@@ -109,7 +111,8 @@ int HostCaptureApp::Run(int argc, char** argv)
     auto document = std::make_unique<HostCapture>();
     std::string page = document->Render();
 
-    if (fileName.empty() || !CFile::WriteTextFile(fileName, page))
+    // A page that did not reach the disk whole is a failure, not a success with a cut page.
+    if (fileName.empty() || !WritePage(page))
         return ReportWriteFailure(fileName);
 
     PrintMessage("\nSuccessfuly write HTML file \"%s\"\n", fileName.c_str());
@@ -156,21 +159,49 @@ std::string HostCaptureApp::GetDefaultFileName()
     return m_outputFile;
 }
 
-bool HostCaptureApp::CanCreateFile(const std::string& name)
+HostCaptureApp::HostCaptureApp() = default;
+HostCaptureApp::~HostCaptureApp() = default;
+
+bool HostCaptureApp::CanCreateFile(const std::string& name, bool exclusive)
 {
     if (name.empty())
         return true;
     errno = 0;
-    CFile file(name.c_str());
-    if (!file.Open(O_RDWR | O_CREAT | O_TRUNC, 0644))
+    m_Output = std::make_unique<CFile>(name);
+    if (!m_Output->OpenForOutput(exclusive))
     {
-        errno = file.LastError();
+        errno = m_Output->LastError();
+        m_Output.reset();
         return false;
     }
-    file.Lock();
-    file.Sync();
-    file.Unlock();
-    file.Close();
+    // Anyone who can read the old page can hold a lock on it; the run does not wait for them.
+    if (!m_Output->TryLock())
+        g_Debug.Print(
+            1, "\nHostCaptureApp::CanCreateFile: lock on \"%s\" held elsewhere (%s) - not waiting for it",
+            name.c_str(), strerror(m_Output->LastError()));
+    m_Output->Sync();
+    m_Output->Unlock();
+    return true;
+}
+
+bool HostCaptureApp::WritePage(const std::string& page)
+{
+    if (!m_Output)
+    {
+        errno = EBADF;
+        return false;
+    }
+    const bool written = m_Output->WriteAll(page) && m_Output->Sync() && m_Output->Close();
+    if (!written)
+    {
+        const int error = m_Output->LastError();
+        g_Debug.Print(1, "\nCFile               : ERROR 0x%X! Failed to write text file \"%s\"", error,
+                      m_Output->Path().c_str());
+        m_Output.reset();
+        errno = error;
+        return false;
+    }
+    m_Output.reset();
     return true;
 }
 

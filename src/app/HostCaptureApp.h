@@ -1,6 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <string>
+
+class CFile;
 
 // The application: reads the command line, checks that the output file can be written, clears
 // the Device Watch status on request, renders the report and writes it, and opens it in the
@@ -14,11 +17,19 @@ public:
     void PrintHelp();
     // "HostCapture_<local time stamp>.html" in the current directory; the same name for the whole run.
     std::string GetDefaultFileName();
-    // Creates or empties the file (true for an empty name); on failure errno tells why.
-    bool CanCreateFile(const std::string& name);
+    // Opens and empties the file (true for an empty name) and keeps it open for the final write;
+    // on failure errno tells why. With exclusive only a new file is accepted.
+    bool CanCreateFile(const std::string& name, bool exclusive = false);
+
+    HostCaptureApp();
+    ~HostCaptureApp();
 
 private:
+    // Writes the page through the descriptor opened by CanCreateFile; false with errno set.
+    bool WritePage(const std::string& page);
+
     std::string m_outputFile;
+    std::unique_ptr<CFile> m_Output;
 };
 
 // Program entry: traces the arguments and runs the application object.

@@ -5,6 +5,7 @@
 #include "CDebug.h"
 #include "JsonTransport.h"
 #include "SysPath.h"
+#include "SysRootTrust.h"
 
 #include <cerrno>
 #include <cstring>
@@ -105,7 +106,10 @@ bool CSwitchClient::AttachFirstReference()
 
 bool CSwitchClient::FindInstalledService()
 {
-    if (m_ServicePath.empty())
+    // As root, a system root that someone else can change holds no daemon we would talk to.
+    if (!SysRootTrust::IsUsable())
+        m_ServicePath.clear();
+    else if (m_ServicePath.empty())
     {
         // Checked twice: the front-end may be in the middle of being installed.
         if (IsServiceInstalled(kServiceFrontEnd) || IsServiceInstalled(kServiceFrontEnd))
@@ -135,6 +139,14 @@ bool CSwitchClient::WaitForServiceAndOpenChannel()
             g_Debug.Print(3, "\nCSwitchClient::IsServiceReady: -> socket \"%s\" is available\n",
                           nativeSocket.c_str());
             int fd = JsonAttach(SysPath(kQmxdRequestSocket).c_str(), m_ApplicationName.c_str());
+            if (fd == kPeerRefused)
+            {
+                // Served by a process we do not trust: as good as a daemon that refuses us.
+                SetLastError(13);
+                g_Debug.Print(3,
+                              "\nCSwitchClient::IsServiceReady: -> permission denied - daemon not trusted\n");
+                return false;
+            }
             if (fd < 0)
             {
                 SetLastError(92);

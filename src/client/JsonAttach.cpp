@@ -116,6 +116,13 @@ int JsonAttach(const char* socketPath, const char* clientName)
         return fd;
     }
 
+    // Checked before the first request: the channel-init command already names us to the peer.
+    if (!IsPeerTrusted(fd, socketPath))
+    {
+        close(fd);
+        return kPeerRefused;
+    }
+
     g_Debug.Print(4, "JsonAttach: Client \"%s\" successfully connected to socket %s\n", clientName,
                   socketPath);
     g_Debug.Print(

@@ -90,6 +90,12 @@ int OpenEventChannel(const char* clientName, int terminateFd)
     }
 
     g_Debug.Print(2, "OpenEventChannel: Event Channel to %s (fd=%d) opened\n", path.c_str(), fd);
+    // Events steer the client as replies do: only a daemon we trust may send them.
+    if (!IsPeerTrusted(fd, path.c_str()))
+    {
+        close(fd);
+        return -1;
+    }
     // The registration waits for the daemon's answer; a terminate signal ends that wait, and the
     // half-registered channel is then of no use.
     if (SendInitChannelCommand(fd, clientName, kChannelKindEvent, kInitCommandTimeout, terminateFd) == 0 ||

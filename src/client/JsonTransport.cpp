@@ -66,6 +66,27 @@ int OpenDevice(const char* path)
     return fd;
 }
 
+bool IsPeerTrusted(int fd, const char* path)
+{
+    struct ucred peer = {};
+    socklen_t length = sizeof(peer);
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 || length != sizeof(peer))
+    {
+        const int error = errno;
+        g_Debug.PrintAlways("IsPeerTrusted: ERROR: credentials of the peer on %s unknown (%s) - refused\n",
+                            path != nullptr ? path : "", strerror(error));
+        return false;
+    }
+    const uid_t self = geteuid();
+    if (peer.uid == 0 || peer.uid == self)
+        return true;
+    g_Debug.PrintAlways("IsPeerTrusted: ERROR: peer on %s runs as uid %u (pid %d), neither root nor uid %u - "
+                        "refused\n",
+                        path != nullptr ? path : "", static_cast<unsigned>(peer.uid),
+                        static_cast<int>(peer.pid), static_cast<unsigned>(self));
+    return false;
+}
+
 bool IsTerminateSignalled(int terminateFd)
 {
     if (terminateFd < 0)

@@ -47,6 +47,14 @@ int OpenDevice(const char* path);
 // does not fit into a socket address).
 int ConnectUnixSocket(int fd, const char* path);
 
+// Whether the process at the other end of a connected UNIX socket may answer us: it must run as
+// root or as our own effective user. Anyone else who manages to serve the daemon's sockets (a
+// system root an ordinary user prepared, a socket left behind) would otherwise fill root's page
+// with whatever they like. A refusal is traced with the peer's uid.
+bool IsPeerTrusted(int fd, const char* path);
+// Result of JsonAttach when the daemon's socket is served by a process we do not trust.
+constexpr int kPeerRefused = -13;
+
 // Result of IsFdReady when the terminate descriptor was signalled first.
 constexpr int kFdReadyTerminated = -10;
 
@@ -81,7 +89,8 @@ uint32_t SendRequestOnFd(int fd, const char* requestText, std::string& replyText
                          int terminateFd = -1);
 
 // Opens and initialises the request channel: the descriptor, or the negative OpenDevice result
-// after 20 failed connects (about one second).
+// after 20 failed connects (about one second), or kPeerRefused (nothing sent) when the peer is
+// not trusted.
 int JsonAttach(const char* socketPath, const char* clientName);
 // Closes the request channel; nothing for a negative descriptor.
 void JsonDetach(int fd, const char* socketPath);

@@ -1,12 +1,17 @@
 #include "CDebug.h"
 
 #include "Clock.h"
+#include "SafeOpen.h"
 #include "SysPath.h"
+#include "SysRootTrust.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -19,7 +24,33 @@ CDebug g_Debug("HostCapture");
 namespace
 {
 const char kTrailer[] = "## TRACE-END ##\n";
+
+// Why SafeOpen::ForWriting refused an existing log; empty for ordinary failures (no permission,
+// no such folder), which only the system log hears of, as before.
+std::string RefusalText(int error)
+{
+    switch (error)
+    {
+    case ELOOP:
+        return "the log is a symbolic link";
+    case EINVAL:
+        return "the log is not a regular file";
+    case EMLINK:
+        return "the log has more than one name";
+    case EPERM:
+        return "the log belongs to another user";
+    default:
+        return std::string();
+    }
 }
+
+bool IsBelowSysRoot(const std::string& path)
+{
+    const std::string root = SysRoot();
+    return !root.empty() && path.compare(0, root.size(), root) == 0 &&
+           (path.size() == root.size() || path[root.size()] == '/' || root == "/");
+}
+} // namespace
 
 CDebug::CDebug(const char* applicationName)
 {
@@ -90,21 +121,70 @@ void CDebug::OpenLogFile()
 
     // An empty trace directory puts the file at the top of the file system, which under a
     // system root is the top of that root.
-    std::string path;
-    if (m_TraceDirectory[0] == '\0')
-        path = SysPath(std::string("/log.") + lowerName);
-    else
-        path = std::string(m_TraceDirectory) + "/log." + lowerName;
+    std::string folder = m_TraceDirectory;
+    if (folder.empty())
+        folder = SysPath("/");
+    while (folder.size() > 1 && folder.back() == '/')
+        folder.pop_back();
+    const std::string name = std::string("log.") + lowerName;
+    std::string path = folder == "/" ? "/" + name : folder + "/" + name;
     std::snprintf(m_LogFilePath, sizeof(m_LogFilePath), "%s", path.c_str());
 
     m_ByteCount = 0;
     m_InitEndFilePosition = 0;
     m_InitEndByteCount = 0;
     m_WrapCycle = 0;
-    // Close-on-exec: the log must not stay open in programs this one starts.
-    m_LogFile = std::fopen(m_LogFilePath, "w+e");
+    m_LogFile = OpenLogStream(folder, name);
     if (m_LogFile == nullptr)
         syslog(LOG_ERR, "ERROR: Error during opening %s --> proceed without it\n", m_LogFilePath);
+}
+
+FILE* CDebug::OpenLogStream(const std::string& folder, const std::string& name)
+{
+    // The folder is held open while the file is checked and created in it, so it cannot be
+    // exchanged in between.
+    const int folderFd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folderFd < 0)
+        return nullptr;
+    struct stat status
+    {
+    };
+    std::string concern = fstat(folderFd, &status) != 0 ? std::strerror(errno) : std::string();
+    // Root writes the log: in a folder that someone else can write, that someone could put any
+    // of root's files under the log's name between two runs.
+    if (concern.empty() && geteuid() == 0)
+        concern = SafeOpen::FolderConcern(status);
+    if (concern.empty() && IsBelowSysRoot(folder) && !SysRootTrust::IsUsable())
+        concern = "below a refused system root";
+    int fd = -1;
+    if (concern.empty())
+    {
+        // Not through a link and only a regular file of our own; readable by us alone, as a
+        // detailed trace holds every reply of the daemon. Emptied once accepted.
+        fd = SafeOpen::ForWriting(folderFd, name, 0600, false);
+        if (fd < 0)
+            concern = RefusalText(errno);
+        if (fd >= 0 && ftruncate(fd, 0) != 0)
+        {
+            close(fd);
+            fd = -1;
+        }
+    }
+    close(folderFd);
+    if (!concern.empty() && !m_LogRefusalReported)
+    {
+        m_LogRefusalReported = true;
+        std::fprintf(stderr,
+                     "%s: trace log folder \"%s\" not used (%s) - tracing goes on without a log file\n",
+                     m_ApplicationName != nullptr ? m_ApplicationName : "", folder.c_str(), concern.c_str());
+        std::fflush(stderr);
+    }
+    if (fd < 0)
+        return nullptr;
+    FILE* stream = fdopen(fd, "w+");
+    if (stream == nullptr)
+        close(fd);
+    return stream;
 }
 
 void CDebug::CloseOutputs()

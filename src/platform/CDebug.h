@@ -7,6 +7,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
+#include <string>
 #include <sys/types.h>
 
 #define HC_PRINTF_LIKE(fmt, args) __attribute__((format(printf, fmt, args)))
@@ -80,6 +81,8 @@ private:
     void CheckDynamicUpdate();
     void CloseOutputs();
     void OpenLogFile();
+    // The log file in folder, or nullptr; a refused folder or file is named once on stderr.
+    FILE* OpenLogStream(const std::string& folder, const std::string& name);
     unsigned DestinationsForAlways() const;
 
     // Line building and the log file (CDebugLine.cpp).
@@ -121,6 +124,7 @@ private:
     unsigned m_ByteCount = 0;
     unsigned m_InitEndByteCount = 0;
     unsigned m_WrapCycle = 0;
+    bool m_LogRefusalReported = false;
 
     // Ring buffer.
     int m_RingFd = -1;

@@ -1,6 +1,7 @@
 // CDebug: the memory-mapped ring buffer. A fixed-size file that always holds the newest trace
 // lines, marked at their end by the trailer, with a header describing the process at its start.
 #include "CDebug.h"
+#include "SafeOpen.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -27,7 +28,16 @@ bool CDebug::InitRingBuffer(const char* path, size_t length)
         m_Target = m_TraceEnabled.load(std::memory_order_relaxed) ? TargetLogFile : TargetNone;
     CloseRingBuffer();
 
-    int fd = open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0700);
+    // Like the log file: never through a link, only a regular file of our own, readable by us
+    // alone (every reply of the daemon may pass through it), emptied once accepted.
+    int fd = SafeOpen::ForWriting(AT_FDCWD, path, 0600, false);
+    if (fd >= 0 && ftruncate(fd, 0) != 0)
+    {
+        const int error = errno;
+        close(fd);
+        fd = -1;
+        errno = error;
+    }
     if (fd < 0)
     {
         int error = errno;

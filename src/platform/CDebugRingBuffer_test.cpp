@@ -125,7 +125,7 @@ TEST_F(RingBufferTest, FailuresAreNotedInTheLogFileAndLeaveTheTargetAlone)
     std::string missing = m_Env.Root() + "/no/such/dir/ring";
     EXPECT_FALSE(debug.InitRingBuffer(missing.c_str(), 4096));
     EXPECT_FALSE(debug.InitRingBuffer(RingPath().c_str(), 0)); // nothing to map
-    EXPECT_FALSE(debug.InitRingBuffer("/dev/full", 4096));     // every write fails
+    EXPECT_FALSE(debug.InitRingBuffer("/dev/full", 4096));     // a device is no ring buffer
     EXPECT_EQ(debug.GetTarget(), CDebug::TargetLogFile);
     debug.Print(1, "still tracing");
     EXPECT_EQ(
@@ -133,6 +133,6 @@ TEST_F(RingBufferTest, FailuresAreNotedInTheLogFileAndLeaveTheTargetAlone)
         (Lines{"### InitRingBuffer(): open of " + missing +
                    " failed (errno=2; No such file or directory) ###",
                "### InitRingBuffer(): mmap of " + RingPath() + " failed (errno=22; Invalid argument) ###",
-               "### InitRingBuffer(): (2) write m_InternalDebugBuffer to /dev/full failed ###",
+               "### InitRingBuffer(): open of /dev/full failed (errno=22; Invalid argument) ###",
                "still tracing"}));
 }

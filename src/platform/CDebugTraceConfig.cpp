@@ -1,6 +1,7 @@
 #include "CDebugTraceConfig.h"
 
 #include "SysPath.h"
+#include "SysRootTrust.h"
 
 #include <cctype>
 #include <cstdio>
@@ -143,6 +144,10 @@ void CDebugTraceConfig::LoadConfiguration(const char* applicationName)
     TakeEnvironmentSnapshot(applicationName);
 
     std::string directory = SysPath(kConfigDirectory);
+    // A system root that root must not use (another user could change it) holds no
+    // configuration either: it could send root's log anywhere. It counts as missing.
+    if (!SysRootTrust::IsUsable())
+        directory.clear();
     struct dirent** entries = nullptr;
     int count = scandir(directory.c_str(), &entries, IsTraceIniFile, alphasort);
     if (count == 0)

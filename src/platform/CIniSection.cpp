@@ -1,6 +1,7 @@
 #include "CIniSection.h"
 
 #include "ReadFully.h"
+#include "SafeOpen.h"
 
 #include <cctype>
 #include <cerrno>
@@ -100,7 +101,8 @@ bool CIniSection::ReadWholeFile(size_t size)
     m_Buffer = static_cast<char*>(std::calloc(size + 16, 1));
     if (m_Buffer == nullptr)
         return false;
-    int fd = open(m_Path.c_str(), O_RDONLY | O_CLOEXEC);
+    // A FIFO put in place of an ini file must not hold the program in open().
+    int fd = SafeOpen::ForReading(m_Path, true);
     if (fd < 0)
         return false;
     const size_t done = ReadFully(fd, m_Buffer, size);

@@ -1,10 +1,12 @@
 #include "CRegistryFile.h"
 
 #include "CDebug.h"
+#include "SafeOpen.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace
@@ -113,7 +115,11 @@ std::unique_ptr<CRegistryNode> CRegistryFile::Restore(const std::string& path)
             g_Debug.Print(1, "CRegistry: ERROR: Empty file path");
         return nullptr;
     }
-    FILE* file = std::fopen(path.c_str(), "r");
+    // Opened without waiting and only as a regular file: a FIFO in its place must not hold the run.
+    const int fd = SafeOpen::ForReading(path, true);
+    FILE* file = fd >= 0 ? fdopen(fd, "r") : nullptr;
+    if (file == nullptr && fd >= 0)
+        close(fd);
     if (file == nullptr)
     {
         if (trace)

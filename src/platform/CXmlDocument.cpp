@@ -2,6 +2,7 @@
 
 #include "CXmlEncoding.h"
 #include "ReadFully.h"
+#include "SafeOpen.h"
 #include "Utf8.h"
 
 #include <libxml/parser.h>
@@ -94,7 +95,9 @@ void CXmlDocument::Release()
 
 bool CXmlDocument::ReadFile(const std::string& path, std::string& bytes)
 {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // The catalogue is first looked for in the current folder, which any user may own: a link
+    // there is not followed, and a FIFO or device is refused without waiting for a writer.
+    const int descriptor = SafeOpen::ForReading(path, false);
     if (descriptor < 0)
     {
         m_Error = "cannot open \"" + path + "\": " + std::strerror(errno);

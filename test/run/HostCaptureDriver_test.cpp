@@ -142,22 +142,24 @@ TEST_F(HostCaptureDriverTest, WriteFailuresExitWith255)
     EXPECT_EQ(255, result.exitStatus);
     EXPECT_EQ(WriteFailure(missing, ENOENT), result.output);
 
-    // The pre-flight works on the first 260 characters of the name, the final write on all of it.
-    // With the short name an existing file, the long name lies "inside" a file and cannot open.
+    // The whole name is used, however long: a name that runs through an existing file fails
+    // before the run with the system's reason and leaves the file named by its first 260
+    // characters alone.
     std::string folder = m_WorkDir.Path() + "/" + std::string(120, 'd');
     MakeDirs(folder);
     std::string existing = folder + "/" + std::string(260 - folder.size() - 1, 'f');
     m_WorkDir.Write(existing.substr(m_WorkDir.Path().size() + 1), "previous report");
     std::string name = existing + "/report.html";
-    for (const std::string& output : {name, std::string()}) // an empty name skips the pre-flight
-    {
-        result = Run({"-output", output});
-        EXPECT_EQ(255, result.exitStatus);
-        EXPECT_EQ(0u, result.output.find(kGenerating)) << result.output;
-        EXPECT_TRUE(EndsWith(result.output, WriteFailure(output, output.empty() ? ENOENT : ENOTDIR)))
-            << result.output;
-    }
-    EXPECT_EQ("", ReadFile(existing));
+    result = Run({"-output", name});
+    EXPECT_EQ(255, result.exitStatus);
+    EXPECT_EQ(WriteFailure(name, ENOTDIR), result.output);
+    EXPECT_EQ("previous report", ReadFile(existing));
+
+    // An empty name skips the pre-flight and fails at the end.
+    result = Run({"-output", ""});
+    EXPECT_EQ(255, result.exitStatus);
+    EXPECT_EQ(0u, result.output.find(kGenerating)) << result.output;
+    EXPECT_TRUE(EndsWith(result.output, WriteFailure("", ENOENT))) << result.output;
 }
 
 TEST_F(HostCaptureDriverTest, AutostartOpensTheWrittenReportWithXdgOpen)
