@@ -3,6 +3,7 @@
 #include "ChangeJson.h"
 #include "ChangeText.h"
 #include "PageReader.h"
+#include "SafeOpen.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -20,16 +21,14 @@ FILE* OpenJson(const std::string& path)
 {
     if (path == "-")
         return stdout;
-    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
-    struct stat st;
-    if (fd >= 0 && (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)))
-    {
-        close(fd);
-        errno = EINVAL;
-        return nullptr;
-    }
+    int fd = SafeOpen::ForWriting(AT_FDCWD, path, 0600, false);
     if (fd < 0)
         return nullptr;
+    if (ftruncate(fd, 0) != 0 || fchmod(fd, 0600) != 0)
+    {
+        close(fd);
+        return nullptr;
+    }
     FILE* file = fdopen(fd, "wb");
     if (!file)
         close(fd);

@@ -1,5 +1,7 @@
 #include "PrivateFile.h"
 
+#include "SafeOpen.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -18,17 +20,13 @@ bool Write(const std::string& path, const std::string& text, std::string& error)
         std::filesystem::create_directories(parent, ec);
         std::filesystem::permissions(parent, std::filesystem::perms::owner_all, ec);
     }
-    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+    int fd = SafeOpen::ForWriting(AT_FDCWD, path, 0600, false);
     if (fd < 0)
     {
-        error = path + ": " + std::strerror(errno);
-        return false;
-    }
-    struct stat st;
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_nlink != 1)
-    {
-        close(fd);
-        error = path + ": not a plain file of its own; left alone";
+        error =
+            path + ": " +
+            (errno == EINVAL || errno == EMLINK || errno == EPERM ? "not a plain file of our own; left alone"
+                                                                  : std::strerror(errno));
         return false;
     }
     bool ok = ftruncate(fd, 0) == 0 && fchmod(fd, 0600) == 0;
