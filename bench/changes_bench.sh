@@ -7,14 +7,17 @@
 # 1. Writes two demo-size pages from the test profiles changes-before and changes-after (a failed
 #    drive, a power supply back, a memory module gone, a new BIOS, a warmer processor and 20 new
 #    event-log entries between them).
-# 2. Builds two fleets of hard links (the reading is the same, the disk is not filled): in one
-#    every host's two pages differ in those ways ("with changes"), in the other both pages of a
-#    host are the same capture ("without changes").
+# 2. Builds two fleets of hard links (the reading is the same, the disk is not filled) that hold
+#    the same pages in number and size: in one every host's two pages differ in those ways (half
+#    the hosts before -> after, half after -> before: "with changes"), in the other both pages of
+#    a host are the same capture (half before twice, half after twice: "without changes").
 # 3. Times the summary (overview and change pages, best of 3) over each fleet, reading every page
 #    and with --latest (which reads the newest page and the one before it), and prints the ratio
 #    with / without (limit 1.20); for scale also the same run with --no-changes.
 # 4. Prints the peak RSS (/usr/bin/time -v) of the --latest run with changes at a tenth of the
-#    hosts and at all of them: one host's two pages are held at a time, so it must stay flat.
+#    hosts and at all of them, and of the same run with --no-changes: one host's two pages are
+#    held at a time, so the comparison adds nothing per host (what grows is the overview's one
+#    line per host, which it holds with or without changes).
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$top/build}
@@ -38,22 +41,31 @@ capture changes-before "$work/before.html"
 capture changes-after "$work/after.html"
 echo "pages: $(stat -c %s "$work/before.html") and $(stat -c %s "$work/after.html") bytes"
 
-fleet() { # folder hosts older newer
+fleet() { # folder hosts first second: hosts alternate first -> second and second -> first
     python3 -c 'import os, sys
-folder, hosts, older, newer = sys.argv[1], int(sys.argv[2]), sys.argv[3], sys.argv[4]
+folder, hosts, first, second = sys.argv[1], int(sys.argv[2]), sys.argv[3], sys.argv[4]
 for i in range(hosts):
     d = "%s/host%04d" % (folder, i)
     os.makedirs(d)
+    older, newer = (first, second) if i % 2 == 0 else (second, first)
     os.link(older, d + "/20261124T060000Z.html")
     os.link(newer, d + "/20261125T060000Z.html")' "$@"
 }
 fleet "$work/changed" "$hosts" "$work/before.html" "$work/after.html"
-fleet "$work/same" "$hosts" "$work/before.html" "$work/before.html"
+mkdir -p "$work/same"
+python3 -c 'import os, sys
+folder, hosts, before, after = sys.argv[1], int(sys.argv[2]), sys.argv[3], sys.argv[4]
+for i in range(hosts):
+    d = "%s/host%04d" % (folder, i)
+    os.makedirs(d)
+    page = before if i % 2 == 0 else after
+    os.link(page, d + "/20261124T060000Z.html")
+    os.link(page, d + "/20261125T060000Z.html")' "$work/same" "$hosts" "$work/before.html" "$work/after.html"
 fleet "$work/small" $((hosts / 10)) "$work/before.html" "$work/after.html"
 
 # Every run must really compare: a run that fails at once would look fast.
 line=$("$summary" --latest "$work/changed" || true)
-[[ $line == *"; since the previous capture: $hosts changed ($hosts worse), $((hosts * 20)) new event-log entries" ]] ||
+[[ $line == *"; since the previous capture: $hosts changed ($hosts worse), $((hosts / 2 * 20)) new event-log entries" ]] ||
     { echo "the summary did not compare the pages: $line" >&2; exit 1; }
 line=$("$summary" --latest "$work/same" || true)
 [[ $line == *"; since the previous capture: 0 changed (0 worse), 0 new event-log entries" ]] ||
@@ -76,12 +88,14 @@ run() { # label options...
 run "$hosts hosts x 2 pages, every page read"
 run "$hosts hosts x 2 pages, --latest" --latest
 
-peak() { # folder
-    /usr/bin/time -v "$summary" --quiet --latest --json "$work/out/fleet.json" --html "$work/out/fleet.html" "$1" \
-        2>"$work/time.txt" >/dev/null || true
+peak() { # folder [options]
+    local folder=$1; shift
+    /usr/bin/time -v "$summary" --quiet --latest "$@" --json "$work/out/fleet.json" --html "$work/out/fleet.html" \
+        "$folder" 2>"$work/time.txt" >/dev/null || true
     awk -F: '/Maximum resident set size/ { gsub(/ /, "", $2); print $2 }' "$work/time.txt"
 }
 small=$(peak "$work/small")
 large=$(peak "$work/changed")
-echo "peak RSS with changes, --latest, --json and --html: $((hosts / 10)) hosts $((small / 1024)) MiB," \
-     "$hosts hosts $((large / 1024)) MiB"
+off=$(peak "$work/changed" --no-changes)
+echo "peak RSS, --latest with --json and --html: with changes $((hosts / 10)) hosts $((small / 1024)) MiB," \
+     "$hosts hosts $((large / 1024)) MiB; comparison off $hosts hosts $((off / 1024)) MiB"

@@ -320,3 +320,23 @@ TEST(ChangesSinceCapture, WarnOptionsRaiseAQuietFleetOnNews)
     dir.Write("fleet/a/2.html", ReadFile(After()));
     EXPECT_EQ(Summary({"--latest", "--new-events-warn", dir.Path() + "/fleet"}, dir.Path()).exitStatus, 2);
 }
+
+TEST(ChangesSinceCapture, TerminalTextCarriesNoControlCharacters)
+{
+    // The HTML parser already drops C0 controls; a line feed and a C1 control (U+009B, the
+    // single-byte CSI of some terminals) come through and must not reach the terminal.
+    TempDir dir;
+    std::string healthy = ReadFile(GeneratedPages::Page("healthy"));
+    std::string hostile = healthy;
+    hostile.replace(hostile.find("<td>PSU2</td>"), 13,
+                    "<td>PSU2\xc2\x9b"
+                    "2J\n  worse     forged</td>");
+    ProgramRun run =
+        Summary({"--compare", dir.Write("old.html", healthy), dir.Write("new.html", hostile)}, dir.Path());
+    EXPECT_EQ(run.exitStatus, 1);
+    EXPECT_NE(run.output.find("new       Power Supply / Power Supply Units: PSU2"), std::string::npos)
+        << run.output;
+    EXPECT_NE(run.output.find("forged"), std::string::npos);
+    EXPECT_EQ(run.output.find("\n  worse     forged"), std::string::npos) << run.output;
+    EXPECT_EQ(run.output.find("\xc2\x9b"), std::string::npos);
+}
