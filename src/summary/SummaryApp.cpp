@@ -11,6 +11,7 @@
 #include "PageReader.h"
 #include "PageRedactor.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -234,7 +235,16 @@ void SummaryApp::SummarisePages()
         bool readable = PageReader::ReadFile(file.Path, page, m_RedactDir.empty() ? nullptr : &bytes);
         if (!readable)
             fprintf(stderr, "hostcapture-summary: %s: %s\n", file.Path.c_str(), page.Problem.c_str());
-        HostChanges changes = m_NoChanges ? HostChanges() : history.ChangesOf(page);
+        // A page named on the command line has no folder history of its own: its neighbours
+        // there may be anything. Two named pages are compared with --compare.
+        bool named = std::find(m_Inputs.begin(), m_Inputs.end(), file.Path) != m_Inputs.end();
+        HostChanges changes;
+        if (m_NoChanges)
+            changes.Reason = "not compared: --no-changes";
+        else if (named)
+            changes.Reason = "not compared: a page named on the command line";
+        else
+            changes = history.ChangesOf(page);
         std::string changePage;
         if (!m_ChangeDir.empty() && changes.Any())
             changePage = WriteChangePage(changes, page, file.Relative);
@@ -243,7 +253,7 @@ void SummaryApp::SummarisePages()
         if (readable && !m_RedactDir.empty())
             WriteRedacted(bytes, page, file.Relative);
         bytes.clear();
-        if (!m_NoChanges)
+        if (!m_NoChanges && !named)
             history.Keep(std::move(page));
     }
 }

@@ -271,6 +271,14 @@ TEST(ChangesSinceCapture, FolderSummaryComparesEachHostWithItsCaptureBefore)
             << page.substr(0, 300);
         EXPECT_NE(page.find("href=\"../../fleet/a/20261124T060000Z.html\""), std::string::npos);
     }
+    // Pages named on the command line have no folder history: they are not compared.
+    ProgramRun named = Summary({"--json", "-", dir.Path() + "/fleet/a/20261124T060000Z.html",
+                                dir.Path() + "/fleet/a/20261125T060000Z.html"},
+                               dir.Path());
+    rapidjson::Document namedJson = Json(named.output);
+    ASSERT_TRUE(namedJson.IsObject());
+    for (const auto& page : namedJson["pages"].GetArray())
+        EXPECT_FALSE(page["changes"]["compared"].GetBool());
     // The change pages, written into the folder being summarised, are no hosts next time.
     std::string inside = dir.Path() + "/fleet/fleet.html";
     for (int round = 0; round < 2; ++round)
