@@ -29,6 +29,26 @@ bool Write(const std::string& path, const std::string& text, std::string& error)
                                                                   : std::strerror(errno));
         return false;
     }
+    // A file that already says the same (a summary run again over the same pages) is left as it
+    // is: rewriting it would cost the file system a block freed and allocated for nothing.
+    struct stat st;
+    if (fstat(fd, &st) == 0 && static_cast<size_t>(st.st_size) == text.size() &&
+        (st.st_mode & 0777) == 0600 && !text.empty())
+    {
+        std::string present(text.size(), '\0');
+        size_t done = 0;
+        for (ssize_t n; done < present.size(); done += static_cast<size_t>(n))
+        {
+            n = read(fd, &present[done], present.size() - done);
+            if (n < 0 && errno == EINTR)
+                n = 0;
+            else if (n <= 0)
+                break;
+        }
+        if (done == present.size() && present == text)
+            return close(fd) == 0;
+        lseek(fd, 0, SEEK_SET);
+    }
     bool ok = ftruncate(fd, 0) == 0 && fchmod(fd, 0600) == 0;
     for (size_t done = 0; ok && done < text.size();)
     {
