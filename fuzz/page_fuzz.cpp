@@ -5,6 +5,7 @@
 #include "FleetTally.h"
 #include "PageReader.h"
 #include "PageRedactor.h"
+#include "RedactionKey.h"
 
 #include <cstdlib>
 #include <string>
@@ -22,10 +23,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     if (readable)
     {
-        PageRedactor redactor;
-        const std::string redacted = redactor.Redact(bytes, page);
+        RedactionKey key;
+        PageRedactor redactor(key);
+        redactor.Learn(page);
+        const std::string redacted = redactor.Redact(bytes);
         // Redaction only replaces values by tokens; a page without sensitive values stays as is.
-        if (redactor.Tokens().empty() && redacted != bytes)
+        if (key.Tokens().empty() && redacted != bytes)
             abort();
     }
     return 0;

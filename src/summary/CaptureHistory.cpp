@@ -54,7 +54,8 @@ bool CaptureHistory::FindEarlier(const std::string& path, HostPage& earlier) con
     int passed = 0;
     for (const fs::path& p : names)
     {
-        if (PageReader::ReadFile(p.string(), earlier) && Whole(earlier))
+        // Inside a folder a link is no page a collection run left.
+        if (PageReader::ReadFile(p.string(), earlier, nullptr, false) && Whole(earlier))
             return true;
         if (++passed >= kMaxPassedOver)
             break;

@@ -1,6 +1,8 @@
 #include "FleetJson.h"
 
 #include "ChangeJson.h"
+#include "CollectionName.h"
+#include "OutputFile.h"
 #include "Utf8.h"
 
 #include <rapidjson/filewritestream.h>
@@ -181,6 +183,7 @@ void ChangeTotalsJson(JsonWriter& w, const ChangeTotals& totals)
 
 struct FleetJson::Output
 {
+    OutputFile Target;
     FILE* File = nullptr;
     bool OwnsFile = false;
     char Buffer[65536];
@@ -199,11 +202,20 @@ FleetJson::~FleetJson()
 bool FleetJson::Open(const std::string& path)
 {
     m_Out.reset(new Output);
+    m_Path = path;
     if (path == "-")
         m_Out->File = stdout;
     else
     {
-        m_Out->File = fopen(path.c_str(), "wb");
+        // Created 0600 beside its name and put in place when complete: it holds every serial
+        // number and address of the fleet.
+        if (!m_Out->Target.Create(path))
+        {
+            m_Error = m_Out->Target.Error();
+            m_Out.reset();
+            return false;
+        }
+        m_Out->File = fdopen(m_Out->Target.Release(), "wb");
         m_Out->OwnsFile = true;
     }
     if (!m_Out->File)
@@ -238,6 +250,17 @@ void FleetJson::AddPage(const HostPage& page, const HostChanges& changes)
     w.Bool(page.Readable);
     Key(w, "problem");
     String(w, page.Problem);
+    Key(w, "collection");
+    String(w, page.Collection);
+    Key(w, "name_fits_collection");
+    w.Bool(CollectionName::Fits(page.Collection, page.Identity.HostName, page.Identity.Addresses));
+    Key(w, "age_seconds");
+    if (page.AgeSeconds < 0)
+        w.Null();
+    else
+        w.Int64(page.AgeSeconds);
+    Key(w, "age_source");
+    String(w, page.AgeSource);
     Key(w, "worst_status");
     w.String(HostStatusRules::Name(HostStatusRules::PageWorst(page)));
     Key(w, "host");
@@ -274,6 +297,8 @@ bool FleetJson::Finish(const FleetTally& tally)
     w.StartObject();
     Key(w, "hosts");
     w.Int(tally.Hosts());
+    Key(w, "left_out_older");
+    w.Int(tally.LeftOut());
     Key(w, "hosts_per_worst_status");
     w.StartObject();
     for (int s = 0; s < HostStatusRules::kCount; ++s)
@@ -309,12 +334,17 @@ bool FleetJson::Finish(const FleetTally& tally)
     m_Out->Stream->Put('\n');
     m_Out->Stream->Flush();
     bool ok = !ferror(m_Out->File) && w.IsComplete();
+    bool committed = true;
     if (m_Out->OwnsFile)
+    {
         ok = fclose(m_Out->File) == 0 && ok;
+        committed = m_Out->Target.Commit(ok);
+        ok = committed && ok;
+    }
     else
         ok = fflush(m_Out->File) == 0 && ok;
     m_Out->File = nullptr;
     if (!ok)
-        m_Error = "the export could not be written completely";
+        m_Error = committed ? m_Path + ": the export could not be written completely" : m_Out->Target.Error();
     return ok;
 }

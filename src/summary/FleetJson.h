@@ -25,11 +25,12 @@ public:
     bool Finish(const FleetTally& tally);
     const std::string& Error() const { return m_Error; }
 
-    // 2: every page carries "changes" (since the capture before it) and the totals "changes".
-    static const int kFormatVersion = 2;
+    // 3: every page carries "changes" (since the capture before it) and the totals "changes".
+    static const int kFormatVersion = 3;
 
 private:
     struct Output;
     std::unique_ptr<Output> m_Out;
+    std::string m_Path;
     std::string m_Error;
 };

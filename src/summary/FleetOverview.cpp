@@ -1,14 +1,15 @@
 #include "FleetOverview.h"
 
+#include "Clock.h"
 #include "HtmlEscape.h"
-
+#include "OutputFile.h"
+#include "PageAge.h"
 #include "StatusIcons.h"
 
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 
 namespace
 {
@@ -30,6 +31,7 @@ const char kStyle[] =
     ".problem{display:block;font-size:12px;color:#8a1010}"
     ".change{display:block;font-size:12px;color:#333}"
     "td.none{padding-left:8px;color:#777}"
+    ".mismatch{display:block;font-size:12px;color:#8a1010;font-weight:700}"
     "a{color:#0645ad}"
     "@media print{body{margin:0}a{color:#000;text-decoration:none}tr{break-inside:avoid}"
     "thead{display:table-header-group}*{-webkit-print-color-adjust:exact;print-color-adjust:exact}}";
@@ -128,7 +130,11 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
                        "<title>HostCapture fleet overview</title>\n<style>";
     html += kStyle + IconRules() + "</style>\n</head>\n<body>\n<h1>HostCapture fleet overview</h1>\n";
     html += "<div class=\"stamp\">" + std::to_string(tally.Hosts()) + " hosts, written " +
-            HtmlEscape(generatedAt) + "</div>\n<div class=\"counts\">";
+            HtmlEscape(generatedAt);
+    if (tally.LeftOut() > 0)
+        html += "; " + std::to_string(tally.LeftOut()) + " pages older than " +
+                PageAge::Format(tally.MaxAge()) + " left out";
+    html += "</div>\n<div class=\"counts\">";
     for (int s = HostStatusRules::kCount - 1; s >= 0; --s)
     {
         HostStatus status = static_cast<HostStatus>(s);
@@ -144,17 +150,25 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
     html += "</tr></thead>\n<tbody>";
     for (const HostLine& line : tally.SortedLines())
     {
-        std::string name = line.HostName.empty() ? line.File : line.HostName;
+        // A host is known by its folder; the name its page claims stands beside it.
+        std::string name = !line.Collection.empty() ? line.Collection
+                           : !line.HostName.empty() ? line.HostName
+                                                    : line.File;
         html += "\n<tr><td class=\"host\">";
         if (line.Problem.empty() || !line.File.empty())
             html +=
                 "<a href=\"" + HtmlEscape(LinkTo(line.File, outputPath)) + "\">" + HtmlEscape(name) + "</a>";
         else
             html += HtmlEscape(name);
+        if (!line.NameFits)
+            html += "<span class=\"mismatch\">page claims " + HtmlEscape(line.HostName) + "</span>";
+        else if (!line.HostName.empty() && line.HostName != name)
+            html += "<span class=\"detail\">" + HtmlEscape(line.HostName) + "</span>";
         if (!line.Model.empty())
             html += "<span class=\"detail\">" + HtmlEscape(line.Model) + "</span>";
         if (!line.TimeStamp.empty())
             html += "<span class=\"detail\">" + HtmlEscape(line.TimeStamp) + "</span>";
+        html += "<span class=\"detail\">age " + PageAge::Format(line.AgeSeconds) + "</span>";
         html += "</td><td class=\"" + IconClass(line.Worst) + "\">" + Label(line.Worst);
         if (!line.Problem.empty())
             html += "<span class=\"problem\">" + HtmlEscape(line.Problem) + "</span>";
@@ -180,24 +194,16 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
     return html;
 }
 
-bool Write(const FleetTally& tally, const std::string& outputPath, std::string& error)
+bool Write(const FleetTally& tally, const std::string& outputPath, OutputFile& out, std::string& error)
 {
     char stamp[64] = "";
-    time_t now = time(nullptr);
+    time_t now = CClock::Get().Now();
     struct tm utc;
     if (gmtime_r(&now, &utc))
         strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S UTC", &utc);
-    std::string html = Render(tally, outputPath, stamp);
-    std::error_code ec;
-    fs::path parent = fs::path(outputPath).parent_path();
-    if (!parent.empty())
-        fs::create_directories(parent, ec);
-    std::ofstream out(outputPath, std::ios::binary | std::ios::trunc);
-    out << html;
-    out.close();
-    if (!out)
+    if (!out.Write(Render(tally, outputPath, stamp)) || !out.Commit())
     {
-        error = outputPath + ": " + std::strerror(errno);
+        error = out.Error();
         return false;
     }
     return true;

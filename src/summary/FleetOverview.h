@@ -2,6 +2,8 @@
 
 #include "FleetTally.h"
 
+class OutputFile;
+
 #include <string>
 
 // The fleet overview page: one self-contained HTML file (inline style, the report's own six
@@ -11,7 +13,8 @@ namespace FleetOverview
 {
 // outputPath is only used to make the links to the pages relative to where the overview lands.
 std::string Render(const FleetTally& tally, const std::string& outputPath, const std::string& generatedAt);
-bool Write(const FleetTally& tally, const std::string& outputPath, std::string& error);
+// Writes the page into out (created for outputPath beforehand) and puts it in place.
+bool Write(const FleetTally& tally, const std::string& outputPath, OutputFile& out, std::string& error);
 
 // The report's status icons as CSS classes, and the class of a host status ("status-error";
 // unreadable hosts show the unknown icon).

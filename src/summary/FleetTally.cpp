@@ -1,5 +1,7 @@
 #include "FleetTally.h"
 
+#include "CollectionName.h"
+
 #include <algorithm>
 
 namespace
@@ -9,11 +11,13 @@ namespace
 const size_t kMaxNamed = 3;
 
 // The column that names a member, found by its heading; -1 (no names) when there is none.
+// Memory modules and processors are named by their socket, most other members by designation.
 int NameColumn(const PageTable& table)
 {
-    for (size_t i = 1; i < table.Headings.size(); ++i)
-        if (table.Headings[i] == "Designation" || table.Headings[i] == "Name")
-            return static_cast<int>(i) - 1;
+    for (const char* heading : {"Designation", "Name", "Socket"})
+        for (size_t i = 1; i < table.Headings.size(); ++i)
+            if (table.Headings[i] == heading)
+                return static_cast<int>(i) - 1;
     return -1;
 }
 
@@ -91,7 +95,10 @@ void FleetTally::Add(const HostPage& page, const HostChanges& changes, const std
     m_Changes.Add(changes);
     HostLine line;
     line.File = page.File;
+    line.Collection = page.Collection;
     line.HostName = page.Identity.HostName;
+    line.NameFits = CollectionName::Fits(page.Collection, page.Identity.HostName, page.Identity.Addresses);
+    line.AgeSeconds = page.AgeSeconds;
     line.Model = page.Identity.Model;
     line.TimeStamp = page.Identity.TimeStamp;
     line.Problem = page.Problem;
@@ -130,6 +137,8 @@ std::vector<HostLine> FleetTally::SortedLines() const
                      {
                          if (a.Worst != b.Worst)
                              return a.Worst > b.Worst;
+                         if (a.Collection != b.Collection)
+                             return a.Collection < b.Collection;
                          if (a.HostName != b.HostName)
                              return a.HostName < b.HostName;
                          return a.File < b.File;

@@ -20,7 +20,10 @@ struct GroupCell
 struct HostLine
 {
     std::string File;
-    std::string HostName;
+    std::string Collection; // the host's folder
+    std::string HostName;   // the name the page claims
+    bool NameFits = true;   // the claim fits the folder (CollectionName::Fits)
+    long long AgeSeconds = -1;
     std::string Model;
     std::string TimeStamp;
     std::string Problem;
@@ -44,13 +47,21 @@ class FleetTally
 public:
     // changePage: where the host's change page was written (empty when none was).
     void Add(const HostPage& page, const HostChanges& changes = {}, const std::string& changePage = {});
+    // A page left out because it is older than maxAge seconds (--max-age).
+    void LeaveOut(long long maxAge)
+    {
+        ++m_LeftOut;
+        m_MaxAge = maxAge;
+    }
+    int LeftOut() const { return m_LeftOut; }
+    long long MaxAge() const { return m_MaxAge; }
 
     int Hosts() const { return static_cast<int>(m_Lines.size()); }
     int HostsWith(HostStatus status) const { return m_PerStatus[static_cast<int>(status)]; }
     const std::map<std::string, FailingCount>& FailingMembers() const { return m_Failing; }
     // Health groups in the order the pages show them.
     const std::vector<std::string>& Groups() const { return m_Groups; }
-    // Worst host first; equal hosts by host name, then file.
+    // Worst host first; equal hosts by folder, then claimed host name, then file.
     std::vector<HostLine> SortedLines() const;
     HostStatus Worst() const;
     const ChangeTotals& Changes() const { return m_Changes; }
@@ -65,4 +76,6 @@ private:
     std::map<std::string, FailingCount> m_Failing;
     std::vector<std::string> m_Groups;
     ChangeTotals m_Changes;
+    int m_LeftOut = 0;
+    long long m_MaxAge = 0;
 };

@@ -2,6 +2,7 @@
 
 #include "HTMLComponent.h"
 
+#include <ctime>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +12,7 @@
 struct PageRow
 {
     ReportStatus Status = StatusUnknown;
+    bool StatusRead = true; // false: the row's status class holds no status word we know
     std::string Text;
     std::vector<std::string> Cells;
 };
@@ -30,6 +32,7 @@ struct PageSection
     std::string Title;
     int Level = 1;
     ReportStatus Status = StatusNotPresent;
+    bool StatusRead = true; // false: the header's status class holds no status word we know
     std::vector<std::pair<std::string, std::string>> Lines; // title/value lines of a panel
     std::vector<PageTable> Tables;
 };
@@ -50,10 +53,17 @@ struct HostIdentity
 struct HostPage
 {
     std::string File;
+    // The name of the folder that holds the file: in a reports tree, the host's folder, named
+    // by the collection run (the inventory name), whatever the page itself claims.
+    std::string Collection;
+    bool Foreign = false; // some other HTML file: passed over, never counted as a host
     bool Readable = false;
     bool RunFailed = false; // a marker left by a collection run that produced no page
     bool RunCut = false;    // the collection run was stopped by its time bound; the page is partial
     std::string Problem;
     HostIdentity Identity;
     std::vector<PageSection> Sections;
+    time_t Modified = 0;       // the file's modification time (0 when unknown)
+    long long AgeSeconds = -1; // how old the page is (-1: nobody can tell); see PageAge
+    std::string AgeSource;     // where the age comes from: "file name", "page date", "file time"
 };

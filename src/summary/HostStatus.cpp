@@ -81,11 +81,15 @@ bool CountsForHealth(const PageSection& section)
 
 HostStatus SectionWorst(const PageSection& section)
 {
-    HostStatus worst = FromReportStatus(section.Status);
+    HostStatus worst = section.StatusRead ? FromReportStatus(section.Status) : HostStatus::Unknown;
     for (const PageTable& table : section.Tables)
         for (const PageRow& row : table.Rows)
-            if (IsFailure(row.Status))
+        {
+            if (!row.StatusRead)
+                worst = std::max(worst, HostStatus::Unknown);
+            else if (IsFailure(row.Status))
                 worst = std::max(worst, FromReportStatus(row.Status));
+        }
     return worst;
 }
 
@@ -94,9 +98,14 @@ HostStatus PageWorst(const HostPage& page)
     if (!page.Readable)
         return HostStatus::Unreadable;
     HostStatus worst = page.RunCut ? HostStatus::Unknown : HostStatus::NotPresent;
+    bool anyHealth = false;
     for (const PageSection& section : page.Sections)
         if (CountsForHealth(section))
+        {
+            anyHealth = true;
             worst = std::max(worst, SectionWorst(section));
-    return worst;
+        }
+    // A health block without a single section tells nothing, which is not the same as "normal".
+    return anyHealth ? worst : std::max(worst, HostStatus::Unknown);
 }
 } // namespace HostStatusRules

@@ -37,7 +37,9 @@ bool IsFailure(ReportStatus status); // warning, error or major
 
 // What counts for a host's health: every section status of the health block except the event
 // log's, and the rows of their tables that show a warning, error or major. An unknown row (a
-// sensor that cannot be read) does not make the host unknown; an unknown section does.
+// sensor that cannot be read) does not make the host unknown; an unknown section does. A status
+// the page does not let us read (a class without a known status word, a health block without
+// sections) counts as unknown: a page that cannot be read in full is never normal.
 bool CountsForHealth(const PageSection& section);
 HostStatus SectionWorst(const PageSection& section);
 HostStatus PageWorst(const HostPage& page);

@@ -8,7 +8,24 @@ namespace
 {
 PageRow Row(ReportStatus status, const std::string& text, std::vector<std::string> cells)
 {
-    return {status, text, std::move(cells)};
+    PageRow row;
+    row.Status = status;
+    row.Text = text;
+    row.Cells = std::move(cells);
+    return row;
+}
+
+PageSection Section(const std::string& block, const std::string& group, const std::string& title, int level,
+                    ReportStatus status, std::vector<PageTable> tables = {})
+{
+    PageSection section;
+    section.Block = block;
+    section.Group = group;
+    section.Title = title;
+    section.Level = level;
+    section.Status = status;
+    section.Tables = std::move(tables);
+    return section;
 }
 
 // A page with an identity block and one health section holding one table.
@@ -19,12 +36,12 @@ HostPage Page(const PageTable& table, ReportStatus sectionStatus = StatusNormal,
     page.Readable = true;
     page.Identity.SerialNumber = serial;
     page.Identity.TimeStamp = "2026-01-01 00:00:00";
-    PageSection system{"System Information", "System", "System", 1, StatusNotPresent, {}, {}};
+    PageSection system = Section("System Information", "System", "System", 1, StatusNotPresent);
     system.Lines = {{"Model", "RX-1"}, {"Serial Number", serial}, {"Power On Duration", "1 days"}};
-    PageSection board{"System Information", "System Board", "System Board", 1, StatusNotPresent, {}, {}};
+    PageSection board = Section("System Information", "System Board", "System Board", 1, StatusNotPresent);
     board.Lines = {{"BIOS Version", bios}};
-    PageSection group{"System Health", "Environment", "Environment", 1, sectionStatus, {}, {}};
-    PageSection sub{"System Health", "Environment", "Parts", 2, sectionStatus, {}, {table}};
+    PageSection group = Section("System Health", "Environment", "Environment", 1, sectionStatus);
+    PageSection sub = Section("System Health", "Environment", "Parts", 2, sectionStatus, {table});
     page.Sections = {system, board, group, sub};
     return page;
 }
@@ -255,7 +272,7 @@ TEST(PageComparison, NewEventLogEntriesByTimeStampAndText)
         }
         HostPage page = Page(Table({}));
         page.Sections.push_back(
-            {"System Health", "System Event Log", "System Event Log", 1, StatusNotPresent, {}, {table}});
+            Section("System Health", "System Event Log", "System Event Log", 1, StatusNotPresent, {table}));
         return page;
     };
     const char* none = " <no date/no time> ";

@@ -1,8 +1,13 @@
 #include "PageFiles.h"
 
+#include "PageReader.h"
+#include "ReadFully.h"
+
 #include <algorithm>
+#include <fcntl.h>
 #include <filesystem>
 #include <map>
+#include <unistd.h>
 
 namespace
 {
@@ -12,6 +17,20 @@ bool IsCandidate(const fs::path& path)
 {
     std::string ext = path.extension().string();
     return ext == ".html" || ext == ".failed";
+}
+
+// Looks at the first bytes only, so that passing over a large foreign file costs nothing.
+bool IsForeignHtml(const fs::path& path)
+{
+    if (path.extension() != ".html")
+        return false;
+    int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY);
+    if (fd < 0)
+        return false; // reading it later says why
+    std::string opening(PageReader::PageOpening().size(), '\0');
+    opening.resize(ReadFully(fd, &opening[0], opening.size()));
+    close(fd);
+    return PageReader::IsForeign(opening);
 }
 } // namespace
 
@@ -25,7 +44,7 @@ std::vector<PageFile> Collect(const std::vector<std::string>& arguments, bool la
         std::error_code ec;
         if (!fs::is_directory(argument, ec))
         {
-            files.push_back({argument, fs::path(argument).filename().string()});
+            files.push_back({argument, fs::path(argument).filename().string(), true});
             continue;
         }
         std::vector<PageFile> found;
@@ -34,8 +53,10 @@ std::vector<PageFile> Collect(const std::vector<std::string>& arguments, bool la
              it.increment(ec))
         {
             std::error_code typeError;
-            if (it->is_regular_file(typeError) && IsCandidate(it->path()))
-                found.push_back({it->path().string(), it->path().lexically_relative(argument).string()});
+            if (it->is_regular_file(typeError) && !it->is_symlink(typeError) && IsCandidate(it->path()) &&
+                !IsForeignHtml(it->path()))
+                found.push_back(
+                    {it->path().string(), it->path().lexically_relative(argument).string(), false});
         }
         std::sort(found.begin(), found.end(),
                   [](const PageFile& a, const PageFile& b) { return a.Path < b.Path; });

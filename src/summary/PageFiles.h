@@ -4,11 +4,14 @@
 #include <vector>
 
 // The pages a summary reads: named files, and in named folders (searched recursively) every
-// "*.html" page and every "*.failed" marker of a collection run.
+// "*.html" page and every "*.failed" marker of a collection run. Inside folders only regular
+// files count (no links, FIFOs or devices), and HTML files that are not HostCapture pages (the
+// overview the playbook leaves beside the host folders, a saved web page) are passed over.
 struct PageFile
 {
     std::string Path;
     std::string Relative; // below the folder it was found in (the file name for a named file)
+    bool Named = false;   // given on the command line rather than found in a folder
 };
 
 namespace PageFiles

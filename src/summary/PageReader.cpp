@@ -1,13 +1,20 @@
 #include "PageReader.h"
 
+#include "ReadFully.h"
+#include "ReportTemplate.h"
+#include "TerminalText.h"
+
 #include <libxml/HTMLparser.h>
 #include <libxml/tree.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
+#include <fcntl.h>
 #include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace
 {
@@ -16,8 +23,9 @@ const char kBlockHealth[] = "System Health";
 const char kPageTitle[] = "Host Capture";
 // Real pages nest two levels deep; anything deeper is not ours and must not drive the recursion.
 const int kMaxLevel = 6;
-// A page over this size is not a report of one server, and reading it would only cost memory.
-const size_t kMaxPageBytes = 512u << 20;
+// HostCapture's own pages stay far below this (a large server gives a few MiB); a bigger file is
+// not a report of one server, and parsing it would cost many times its size in memory.
+const size_t kMaxPageBytes = 64u << 20;
 
 bool IsElement(const xmlNode* node, const char* name)
 {
@@ -97,7 +105,9 @@ PageTable ReadTable(const xmlNode* table)
                     continue;
                 if (head)
                 {
-                    row.Status = PageReader::StatusOfClass(Attribute(td, "class"));
+                    std::string classes = Attribute(td, "class");
+                    row.Status = PageReader::StatusOfClass(classes);
+                    row.StatusRead = PageReader::HasStatusWord(classes);
                     row.Text = Text(td);
                     head = false;
                 }
@@ -151,7 +161,9 @@ void ReadContent(const xmlNode* container, const std::string& block, const std::
             section.Title = Text(node);
             section.Group = level == 1 ? section.Title : group;
             section.Level = level;
-            section.Status = PageReader::StatusOfClass(Attribute(node, "class"));
+            std::string classes = Attribute(node, "class");
+            section.Status = PageReader::StatusOfClass(classes);
+            section.StatusRead = PageReader::HasStatusWord(classes);
             page.Sections.push_back(std::move(section));
             int index = static_cast<int>(page.Sections.size()) - 1;
             const xmlNode* content = NextElement(node);
@@ -260,22 +272,80 @@ bool ReadDocument(const xmlNode* root, HostPage& page)
 
 namespace PageReader
 {
-ReportStatus StatusOfClass(const std::string& classAttribute)
+namespace
 {
-    static const struct
-    {
-        const char* Word;
-        ReportStatus Status;
-    } kWords[] = {{"status-unknown", StatusUnknown},        {"status-normal", StatusNormal},
-                  {"status-warning", StatusWarning},        {"status-error", StatusError},
-                  {"status-not-present", StatusNotPresent}, {"status-major", StatusMajor}};
+const struct
+{
+    const char* Word;
+    ReportStatus Status;
+} kWords[] = {{"status-unknown", StatusUnknown},        {"status-normal", StatusNormal},
+              {"status-warning", StatusWarning},        {"status-error", StatusError},
+              {"status-not-present", StatusNotPresent}, {"status-major", StatusMajor}};
+
+const ReportStatus* FindStatusWord(const std::string& classAttribute)
+{
     std::istringstream words(classAttribute);
     std::string w;
     while (words >> w)
         for (const auto& known : kWords)
             if (w == known.Word)
-                return known.Status;
-    return StatusNotPresent;
+                return &known.Status;
+    return nullptr;
+}
+
+bool EndsWith(const std::string& text, const std::string& tail)
+{
+    return text.size() > tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+// A marker is small text written by the playbook: "host: NAME" and "reason: TEXT" lines. The
+// reason may quote a failed host's standard error, so its control characters go here already.
+void ReadMarker(const std::string& bytes, HostPage& page)
+{
+    Fail(page, "the collection run produced no page");
+    page.RunFailed = true;
+    std::istringstream lines(bytes.substr(0, 4096));
+    std::string line;
+    while (std::getline(lines, line))
+    {
+        if (line.compare(0, 6, "host: ") == 0)
+            page.Identity.HostName = TerminalText::Safe(line.substr(6));
+        else if (line.compare(0, 8, "reason: ") == 0 && line.size() > 8)
+            page.Problem = "collection run failed: " + TerminalText::Safe(line.substr(8));
+    }
+}
+} // namespace
+
+ReportStatus StatusOfClass(const std::string& classAttribute)
+{
+    const ReportStatus* status = FindStatusWord(classAttribute);
+    return status ? *status : StatusNotPresent;
+}
+
+bool HasStatusWord(const std::string& classAttribute)
+{
+    return FindStatusWord(classAttribute) != nullptr;
+}
+
+const std::string& PageOpening()
+{
+    // The page's fixed start, up to its first style rule: enough to tell a HostCapture page from
+    // any other HTML (an overview, a browser's saved page) without reading it.
+    static const std::string opening = []
+    {
+        const std::string& head = ReportTemplate::Head();
+        size_t rule = head.find('{');
+        return head.substr(0, rule == std::string::npos ? std::min<size_t>(head.size(), 64) : rule + 1);
+    }();
+    return opening;
+}
+
+bool IsForeign(const std::string& opening)
+{
+    const std::string& ours = PageOpening();
+    size_t compared = std::min(opening.size(), ours.size());
+    // Empty or short files are cut pages, not foreign ones: they count as unreadable.
+    return opening.compare(0, compared, ours, 0, compared) != 0;
 }
 
 bool ReadPage(const std::string& bytes, HostPage& page)
@@ -284,6 +354,7 @@ bool ReadPage(const std::string& bytes, HostPage& page)
     page.Identity = HostIdentity();
     page.RunFailed = false;
     page.RunCut = false;
+    page.Foreign = false;
     page.Problem.clear();
     if (bytes.empty())
         return Fail(page, "empty file, not a HostCapture page");
@@ -303,44 +374,48 @@ bool ReadPage(const std::string& bytes, HostPage& page)
     return ok;
 }
 
-bool ReadFile(const std::string& path, HostPage& page, std::string* keep)
+bool ReadFile(const std::string& path, HostPage& page, std::string* keep, bool followLinks)
 {
     page.File = path;
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
+    page.Modified = 0;
+    // O_NONBLOCK: opening a FIFO or a terminal must not wait; fstat then refuses it.
+    int flags = O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | (followLinks ? 0 : O_NOFOLLOW);
+    int fd = open(path.c_str(), flags);
+    if (fd < 0)
         return Fail(page, std::string("cannot be opened: ") + std::strerror(errno));
-    std::string bytes;
-    in.seekg(0, std::ios::end);
-    std::streamoff size = in.tellg();
-    if (size < 0 || static_cast<unsigned long long>(size) > kMaxPageBytes)
-        return Fail(page, "too large for a HostCapture page, or not a regular file");
-    bytes.resize(static_cast<size_t>(size));
-    in.seekg(0);
-    in.read(&bytes[0], size);
-    if (!in)
-        return Fail(page, std::string("cannot be read: ") + std::strerror(errno));
-    static const std::string marker = ".failed";
-    if (path.size() > marker.size() && path.compare(path.size() - marker.size(), marker.size(), marker) == 0)
+    struct stat st;
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
     {
-        // A marker is small text written by the playbook: "host: NAME" and "reason: TEXT" lines.
-        Fail(page, "the collection run produced no page");
-        page.RunFailed = true;
-        std::istringstream lines(bytes.substr(0, 4096));
-        std::string line;
-        while (std::getline(lines, line))
-        {
-            if (line.compare(0, 6, "host: ") == 0)
-                page.Identity.HostName = line.substr(6);
-            else if (line.compare(0, 8, "reason: ") == 0 && line.size() > 8)
-                page.Problem = "collection run failed: " + line.substr(8);
-        }
+        close(fd);
+        return Fail(page, "not a regular file, not read");
+    }
+    page.Modified = st.st_mtime;
+    if (static_cast<unsigned long long>(st.st_size) > kMaxPageBytes)
+    {
+        close(fd);
+        return Fail(page, "larger than 64 MiB, not read: too large for a HostCapture page");
+    }
+    std::string bytes(static_cast<size_t>(st.st_size), '\0');
+    size_t got = bytes.empty() ? 0 : ReadFully(fd, &bytes[0], bytes.size());
+    int readError = errno;
+    close(fd);
+    if (got != bytes.size())
+        return Fail(page, std::string("cannot be read: ") + std::strerror(readError));
+    if (EndsWith(path, ".failed"))
+    {
+        ReadMarker(bytes, page);
+        return false;
+    }
+    if (IsForeign(bytes.substr(0, PageOpening().size())))
+    {
+        Fail(page, "not a HostCapture page");
+        page.Foreign = true;
         return false;
     }
     bool ok = ReadPage(bytes, page);
     // The playbook names a page "<stamp>-cut.html" when the time bound stopped the run: what the
     // run could not ask is unknown, and the host must not look healthier than that.
-    static const std::string cut = "-cut.html";
-    if (ok && path.size() > cut.size() && path.compare(path.size() - cut.size(), cut.size(), cut) == 0)
+    if (ok && EndsWith(path, "-cut.html"))
     {
         page.RunCut = true;
         page.Problem = "the collection run was cut short by its time bound";

@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace
 {
 // A page HostCapture wrote (the golden run's, checked in), so these tests run no program.
@@ -71,4 +75,97 @@ TEST(PageReader, StatusClassWords)
                  {"collapsible title-text status-errors", StatusNotPresent}};
     for (const auto& c : cases)
         EXPECT_EQ(PageReader::StatusOfClass(c.Class), c.Status) << c.Class;
+}
+
+namespace
+{
+bool ReadPath(const std::string& path, HostPage& page, bool followLinks = true)
+{
+    return PageReader::ReadFile(path, page, nullptr, followLinks);
+}
+} // namespace
+
+// Only regular files of a page's size are read; anything else is refused at once with a reason.
+TEST(PageReader, ReadsOnlyRegularFilesOfAPagesSize)
+{
+    TempDir dir;
+    std::string fifo = dir.File("fifo.html");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::string huge = dir.File("huge.html");
+    {
+        // Sparse: 65 MiB of nothing costs no disk; the reader must not even try it.
+        std::string opening = RealPage().substr(0, 200);
+        int fd = open(huge.c_str(), O_WRONLY | O_CREAT, 0600);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(write(fd, opening.data(), opening.size()), static_cast<ssize_t>(opening.size()));
+        ASSERT_EQ(ftruncate(fd, (64 << 20) + 1), 0);
+        close(fd);
+    }
+    std::string page = dir.Write("page.html", RealPage());
+    std::string link = dir.File("link.html");
+    ASSERT_EQ(symlink(page.c_str(), link.c_str()), 0);
+    struct Case
+    {
+        const char* Name;
+        std::string Path;
+        bool FollowLinks;
+        bool Readable;
+        const char* Reason;
+    } cases[] = {
+        {"a FIFO", fifo, true, false, "not a regular file"},
+        {"a device", "/dev/zero", true, false, "not a regular file"},
+        {"a folder", dir.Path(), true, false, "not a regular file"},
+        {"over 64 MiB", huge, true, false, "larger than 64 MiB"},
+        {"missing", dir.File("missing.html"), true, false, "cannot be opened"},
+        {"a page", page, true, true, ""},
+        {"a named link", link, true, true, ""},
+        {"a link found in a folder", link, false, false, "cannot be opened"},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.Name);
+        HostPage read;
+        EXPECT_EQ(ReadPath(c.Path, read, c.FollowLinks), c.Readable);
+        EXPECT_NE(read.Problem.find(c.Reason), std::string::npos) << read.Problem;
+        EXPECT_FALSE(read.Foreign);
+    }
+}
+
+// Other HTML is foreign (passed over); a page cut anywhere, even in its first bytes, is not.
+TEST(PageReader, TellsForeignHtmlFromCutPages)
+{
+    std::string real = RealPage();
+    struct Case
+    {
+        const char* Name;
+        std::string Bytes;
+        bool Foreign;
+    } cases[] = {
+        {"a whole page", real, false},
+        {"cut after 10 bytes", real.substr(0, 10), false},
+        {"cut after the opening", real.substr(0, PageReader::PageOpening().size() + 5), false},
+        {"empty", "", false},
+        {"an overview",
+         "<!DOCTYPE html>\n<html lang=\"en\">\n<head><title>HostCapture fleet overview</title>", true},
+        {"plain text", "hello", true},
+        {"a saved web page", "<html><body>Host Capture</body></html>", true},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(PageReader::IsForeign(c.Bytes.substr(0, PageReader::PageOpening().size())), c.Foreign)
+            << c.Name;
+}
+
+TEST(PageReader, MarkerReasonsLoseTheirControlCharacters)
+{
+    TempDir dir;
+    std::string marker =
+        dir.Write("h1/20260101T000000Z.failed", "host: h1\x1b]0;owned\x07\nreason: boom \x1b[2J\x1b[H\x9b"
+                                                "1m done\n");
+    HostPage page;
+    EXPECT_FALSE(ReadPath(marker, page));
+    EXPECT_TRUE(page.RunFailed);
+    EXPECT_EQ(page.Problem.find('\x1b'), std::string::npos) << page.Problem;
+    EXPECT_EQ(page.Identity.HostName.find('\x07'), std::string::npos);
+    EXPECT_NE(page.Problem.find("collection run failed: boom"), std::string::npos);
+    EXPECT_NE(page.Problem.find("done"), std::string::npos);
 }

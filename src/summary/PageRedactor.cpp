@@ -2,15 +2,9 @@
 
 #include "HtmlEscape.h"
 
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <arpa/inet.h>
+#include <cctype>
 
 namespace
 {
@@ -28,90 +22,209 @@ std::string KindOfTitle(const std::string& title)
     return {};
 }
 
-bool IsWordChar(char c)
+bool IsVersionTitle(const std::string& title)
 {
-    return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-';
+    return title.find("Version") != std::string::npos || title.find("Firmware") != std::string::npos;
 }
 
-// A value counts only as a whole word: "10.1.0.1" must not match inside "10.1.0.11", while a
-// host name at the end of a sentence ("... from alpha.example.net.") still does.
-bool Bounded(const std::string& text, size_t at, size_t length)
+std::string Lower(std::string text)
 {
-    auto edge = [&](size_t i, int step)
+    for (char& c : text)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+std::string Trimmed(const std::string& text)
+{
+    size_t first = text.find_first_not_of(" \t\r\n");
+    if (first == std::string::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+// Bytes that continue a word (a value, a token): a match must not start or end next to one.
+// UTF-8 sequences count as letters.
+bool IsWordByte(unsigned char c)
+{
+    return std::isalnum(c) || c == '_' || c == '-' || c >= 0x80;
+}
+
+size_t CaseFind(const std::string& text, const std::string& lowerNeedle, size_t from)
+{
+    auto it = std::search(text.begin() + static_cast<std::ptrdiff_t>(std::min(from, text.size())), text.end(),
+                          lowerNeedle.begin(), lowerNeedle.end(),
+                          [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == b; });
+    return it == text.end() ? std::string::npos : static_cast<size_t>(it - text.begin());
+}
+
+bool IsHex(char c)
+{
+    return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+// "10.1.0.1" must not match in "10.1.0.11" nor in "1.10.1.0.1": a neighbour that continues a
+// word, or a dot that continues a dotted number, is no edge.
+bool EdgeBefore(const std::string& text, size_t at)
+{
+    if (at == 0)
+        return true;
+    unsigned char c = text[at - 1];
+    if (IsWordByte(c))
+        return false;
+    return !(c == '.' && at >= 2 && std::isdigit(static_cast<unsigned char>(text[at - 2])));
+}
+
+bool EdgeAfter(const std::string& text, size_t end)
+{
+    if (end >= text.size())
+        return true;
+    unsigned char c = text[end];
+    if (IsWordByte(c))
+        return false;
+    return !(c == '.' && end + 1 < text.size() && std::isdigit(static_cast<unsigned char>(text[end + 1])));
+}
+
+bool IsAddress(const std::string& value)
+{
+    unsigned char binary[16];
+    return inet_pton(AF_INET, value.c_str(), binary) == 1 || inet_pton(AF_INET6, value.c_str(), binary) == 1;
+}
+
+// A MAC address at text[at]: its length, 0 for none.
+size_t MacAt(const std::string& text, size_t at)
+{
+    auto hexRun = [&](size_t from, size_t count)
     {
-        if (i >= text.size())
-            return true;
-        char c = text[i];
-        if (IsWordChar(c))
+        if (from + count > text.size())
             return false;
-        if (c == '.' || c == ':')
-        {
-            size_t beyond = i + step;
-            return beyond >= text.size() || !std::isalnum(static_cast<unsigned char>(text[beyond]));
-        }
+        for (size_t i = from; i < from + count; ++i)
+            if (!IsHex(text[i]))
+                return false;
         return true;
     };
-    return (at == 0 || edge(at - 1, -1)) && edge(at + length, 1);
-}
-
-// A MAC address is unmistakable wherever it stands (six hex pairs, one separator throughout), so
-// it is found in any text, an event message included, not only under a heading that names it.
-size_t FindMac(const std::string& text, size_t from)
-{
-    const size_t length = 17;
-    for (size_t at = from; at + length <= text.size(); ++at)
+    if (at + 17 <= text.size() && (text[at + 2] == ':' || text[at + 2] == '-'))
     {
-        char separator = text[at + 2];
-        bool ok = separator == ':' || separator == '-';
-        for (size_t i = 0; ok && i < length; ++i)
-            ok = i % 3 == 2 ? text[at + i] == separator
-                            : std::isxdigit(static_cast<unsigned char>(text[at + i])) != 0;
-        if (ok && Bounded(text, at, length))
-            return at;
+        bool ok = true;
+        for (size_t i = 0; ok && i < 17; ++i)
+            ok = i % 3 == 2 ? text[at + i] == text[at + 2] : IsHex(text[at + i]);
+        if (ok)
+            return 17;
     }
-    return std::string::npos;
+    if (hexRun(at, 4) && at + 14 <= text.size() && text[at + 4] == '.' && hexRun(at + 5, 4) &&
+        text[at + 9] == '.' && hexRun(at + 10, 4))
+        return 14;
+    if (hexRun(at, 12))
+        return 12;
+    return 0;
 }
 
-void ReplaceInText(std::string& text, const std::string& from, const std::string& to)
+// An IPv4 address (four numbers up to 255) at text[at]: its length, 0 for none.
+size_t Ipv4At(const std::string& text, size_t at)
 {
-    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at))
+    size_t i = at;
+    for (int part = 0; part < 4; ++part)
     {
-        if (Bounded(text, at, from.size()))
+        if (part > 0)
         {
-            text.replace(at, from.size(), to);
-            at += to.size();
+            if (i >= text.size() || text[i] != '.')
+                return 0;
+            ++i;
         }
-        else
-            ++at;
+        size_t digits = 0;
+        int number = 0;
+        while (i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])) && digits < 4)
+        {
+            number = number * 10 + (text[i] - '0');
+            ++i;
+            ++digits;
+        }
+        if (digits == 0 || digits > 3 || number > 255)
+            return 0;
     }
+    return i - at;
+}
+
+// An IPv6 address at text[at]: the longest run of hex digits, colons and dots there that the
+// system's own parser accepts (so "12:00:00" of a time is none).
+size_t Ipv6At(const std::string& text, size_t at)
+{
+    size_t end = at;
+    int colons = 0;
+    while (end < text.size() && end - at < 45 && (IsHex(text[end]) || text[end] == ':' || text[end] == '.'))
+        colons += text[end++] == ':';
+    if (colons < 2)
+        return 0;
+    unsigned char binary[16];
+    for (size_t length = end - at; length >= 2; --length)
+        if (text.find(':', at) < at + length && EdgeAfter(text, at + length) &&
+            inet_pton(AF_INET6, text.substr(at, length).c_str(), binary) == 1)
+            return length;
+    return 0;
 }
 } // namespace
 
-std::string PageRedactor::TokenFor(const std::string& kind, const std::string& value)
+bool PageRedactor::IsIdentifying(const std::string& value)
 {
-    auto known = m_TokenOfValue.find(value);
-    if (known != m_TokenOfValue.end())
-        return known->second;
-    std::string name = kind + "-" + std::to_string(++m_Counters[kind]);
-    m_TokenOfValue[value] = name;
-    m_Tokens.push_back({name, kind, value});
-    return name;
+    static const char* const kPlaceholders[] = {"n/a",
+                                                "na",
+                                                "none",
+                                                "null",
+                                                "unknown",
+                                                "not specified",
+                                                "not available",
+                                                "not present",
+                                                "not applicable",
+                                                "to be filled by o.e.m.",
+                                                "default string",
+                                                "empty",
+                                                "undefined",
+                                                "system serial number",
+                                                "chassis serial number",
+                                                "serial number",
+                                                "asset tag",
+                                                "no asset tag",
+                                                "0123456789",
+                                                "123456789",
+                                                "localhost",
+                                                "localhost.localdomain"};
+    std::string v = Lower(Trimmed(value));
+    if (v.size() < 3 || v.find_first_not_of(v[0]) == std::string::npos)
+        return false;
+    if (v.find_first_not_of("0123456789") == std::string::npos && v.size() < 4)
+        return false;
+    for (const char* placeholder : kPlaceholders)
+        if (v == placeholder)
+            return false;
+    return true;
 }
 
-std::string PageRedactor::Redact(const std::string& bytes, const HostPage& page)
+void PageRedactor::Remember(const std::string& kind, const std::string& raw)
 {
-    // value as written -> token, longest first so that a value inside another is not cut up.
-    std::vector<std::pair<std::string, std::string>> replacements;
-    auto add = [&](const std::string& kind, const std::string& value)
+    std::string value = Trimmed(raw);
+    if (kind.empty() || !IsIdentifying(value))
+        return;
+    std::string actual = kind;
+    // An address line may hold a MAC, and a host may be known by its address.
+    if (kind != "serial" && MacAt(value, 0) == value.size())
+        actual = "mac";
+    else if (kind != "serial" && IsAddress(value))
+        actual = "ip";
+    else if (kind == "ip" || kind == "mac")
+        return; // an address we cannot read is left to the patterns
+    m_Key.TokenFor(actual, value);
+    m_Replaced.insert(static_cast<size_t>(m_Key.Find(actual, value) - m_Key.Tokens().data()));
+    if (actual == "host")
     {
-        if (kind.empty() || value.empty() || value == "N/A")
-            return;
-        std::string written = HtmlEscape(value);
-        for (const auto& r : replacements)
-            if (r.first == written)
-                return;
-        replacements.emplace_back(written, TokenFor(kind, value));
-    };
+        std::string shortName = value.substr(0, value.find('.'));
+        if (shortName != value)
+            Remember("host", shortName);
+    }
+}
+
+void PageRedactor::Learn(const HostPage& page)
+{
+    m_Replaced.clear();
+    m_Versions.clear();
     for (const PageSection& section : page.Sections)
     {
         std::string previous;
@@ -119,112 +232,164 @@ std::string PageRedactor::Redact(const std::string& bytes, const HostPage& page)
         {
             // The second address is the untitled line after "IP Address".
             std::string kind = line.first.empty() && previous == "ip" ? "ip" : KindOfTitle(line.first);
-            if (kind == "ip" && line.second.find(':') != std::string::npos && line.second.size() == 17 &&
-                line.second.find('.') == std::string::npos &&
-                std::count(line.second.begin(), line.second.end(), ':') == 5)
-                kind = "mac";
-            add(kind, line.second);
-            previous = kind == "mac" ? "ip" : kind;
+            Remember(kind, line.second);
+            if (IsVersionTitle(line.first))
+                m_Versions.insert(Trimmed(line.second));
+            previous = kind;
         }
         for (const PageTable& table : section.Tables)
             for (size_t column = 0; column < table.Headings.size(); ++column)
             {
                 std::string kind = KindOfTitle(table.Headings[column]);
-                if (kind.empty())
-                    continue;
+                bool version = IsVersionTitle(table.Headings[column]);
                 for (const PageRow& row : table.Rows)
-                    add(kind, column == 0                     ? row.Text
-                              : column - 1 < row.Cells.size() ? row.Cells[column - 1]
-                                                              : "");
+                {
+                    std::string cell = column == 0                     ? row.Text
+                                       : column - 1 < row.Cells.size() ? row.Cells[column - 1]
+                                                                       : std::string();
+                    Remember(kind, cell);
+                    if (version)
+                        m_Versions.insert(Trimmed(cell));
+                }
             }
     }
-    std::sort(replacements.begin(), replacements.end(),
-              [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
-    // Only text between tags of the body is touched: the head (style sheet, icons) and the
-    // script stay as they are, and so does every tag.
-    size_t begin = bytes.find("<body");
-    size_t end = bytes.rfind("<script");
-    if (begin == std::string::npos)
-        return bytes;
-    if (end == std::string::npos || end < begin)
-        end = bytes.size();
-    std::string out(bytes, 0, begin);
-    size_t at = begin;
-    while (at < end)
+    Remember("host", page.Identity.HostName);
+    for (const std::string& address : page.Identity.Addresses)
+        Remember("ip", address);
+    Remember("host", page.Collection);
+    // A version is kept only when it is not also an address of this host.
+    for (auto it = m_Versions.begin(); it != m_Versions.end();)
+        it = m_Key.Find("ip", *it) ? m_Versions.erase(it) : std::next(it);
+}
+
+void PageRedactor::Index()
+{
+    const std::vector<RedactionKey::Token>& tokens = m_Key.Tokens();
+    if (m_Indexed == tokens.size())
+        return;
+    for (; m_Indexed < tokens.size(); ++m_Indexed)
     {
-        if (bytes[at] == '<')
+        const RedactionKey::Token& token = tokens[m_Indexed];
+        // Addresses are found by their patterns in any notation.
+        if (token.Kind == "ip" || token.Kind == "mac")
+            continue;
+        std::string plain = Lower(token.Value), escaped = Lower(HtmlEscape(token.Value));
+        m_Index[plain.substr(0, 2)].push_back({plain, plain == escaped, m_Indexed});
+        if (plain != escaped)
         {
-            size_t close = bytes.find('>', at);
-            size_t stop = close == std::string::npos || close >= end ? end : close + 1;
-            out.append(bytes, at, stop - at);
-            at = stop;
+            m_Index[plain.substr(0, 2)].back().Html = false;
+            m_Index[escaped.substr(0, 2)].push_back({escaped, true, m_Indexed});
+        }
+    }
+    for (auto& bucket : m_Index)
+        std::stable_sort(bucket.second.begin(), bucket.second.end(),
+                         [](const Known& a, const Known& b) { return a.Written.size() > b.Written.size(); });
+}
+
+size_t PageRedactor::MatchAt(const std::string& text, size_t at, bool html, size_t& token)
+{
+    if (!EdgeBefore(text, at))
+        return 0;
+    auto accept = [&](const std::string& kind, size_t length)
+    {
+        std::string value = text.substr(at, length);
+        m_Key.TokenFor(kind, value);
+        token = static_cast<size_t>(m_Key.Find(kind, value) - m_Key.Tokens().data());
+        return length;
+    };
+    if (at + 2 <= text.size())
+    {
+        auto bucket = m_Index.find(Lower(text.substr(at, 2)));
+        if (bucket != m_Index.end())
+            for (const Known& known : bucket->second)
+            {
+                size_t length = known.Written.size();
+                if ((known.Html || !html) && at + length <= text.size() && EdgeAfter(text, at + length) &&
+                    Lower(text.substr(at, length)) == known.Written)
+                {
+                    token = known.Token;
+                    return length;
+                }
+            }
+    }
+    size_t mac = MacAt(text, at);
+    if (mac > 0 && EdgeAfter(text, at + mac))
+    {
+        std::string written = text.substr(at, mac);
+        // Twelve bare digits are a MAC only with a letter among them, or when this key knows it.
+        bool bare = mac == 12;
+        bool letter = std::any_of(written.begin(), written.end(),
+                                  [](char c) { return std::isalpha(static_cast<unsigned char>(c)); });
+        if (!bare || letter || m_Key.Find("mac", written))
+            return accept("mac", mac);
+    }
+    size_t v6 = Ipv6At(text, at);
+    if (v6 > 0)
+        return accept("ip", v6);
+    size_t v4 = Ipv4At(text, at);
+    if (v4 > 0 && EdgeAfter(text, at + v4) && !m_Versions.count(text.substr(at, v4)))
+        return accept("ip", v4);
+    return 0;
+}
+
+std::string PageRedactor::RedactText(const std::string& text, bool html)
+{
+    Index();
+    std::string out;
+    out.reserve(text.size());
+    for (size_t at = 0; at < text.size();)
+    {
+        size_t token = 0;
+        size_t length = MatchAt(text, at, html, token);
+        if (length == 0)
+        {
+            out += text[at++];
             continue;
         }
-        size_t next = bytes.find('<', at);
-        size_t stop = next == std::string::npos || next > end ? end : next;
-        std::string text(bytes, at, stop - at);
-        for (const auto& r : replacements)
-            ReplaceInText(text, r.first, r.second);
-        for (size_t mac = FindMac(text, 0); mac != std::string::npos; mac = FindMac(text, mac))
-        {
-            std::string token = TokenFor("mac", text.substr(mac, 17));
-            text.replace(mac, 17, token);
-            mac += token.size();
-        }
-        out += text;
-        at = stop;
+        // A value learned just now (a new address) joins the index for the rest of the text.
+        Index();
+        out += m_Key.Tokens()[token].Name;
+        m_Replaced.insert(token);
+        at += length;
     }
-    out.append(bytes, end, std::string::npos);
     return out;
 }
 
-std::string PageRedactor::KeyJson() const
+std::string PageRedactor::RedactName(const std::string& name)
 {
-    rapidjson::StringBuffer buffer;
-    rapidjson::PrettyWriter<rapidjson::StringBuffer> w(buffer);
-    w.SetIndent(' ', 2);
-    w.StartObject();
-    w.Key("tokens");
-    w.StartArray();
-    for (const Token& token : m_Tokens)
-    {
-        w.StartObject();
-        w.Key("token");
-        w.String(token.Name.c_str());
-        w.Key("kind");
-        w.String(token.Kind.c_str());
-        w.Key("value");
-        w.String(token.Value.data(), static_cast<rapidjson::SizeType>(token.Value.size()));
-        w.EndObject();
-    }
-    w.EndArray();
-    w.EndObject();
-    return std::string(buffer.GetString(), buffer.GetSize()) + "\n";
+    return RedactText(name, false);
 }
 
-bool PageRedactor::WriteKey(const std::string& path, std::string& error) const
+std::string PageRedactor::Redact(const std::string& bytes)
 {
-    // O_EXCL: an existing key (perhaps of another run) is never overwritten or followed through
-    // a link; fchmod: the mode holds whatever the umask says.
-    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (fd < 0)
+    // Text between tags is redacted; tags, and the contents of the style sheet and the script,
+    // are the page's own code and stay.
+    std::string out;
+    out.reserve(bytes.size());
+    size_t at = 0;
+    while (at < bytes.size())
     {
-        error = path + ": " + std::strerror(errno);
-        return false;
-    }
-    std::string text = KeyJson();
-    bool ok = fchmod(fd, 0600) == 0;
-    for (size_t done = 0; ok && done < text.size();)
-    {
-        ssize_t n = write(fd, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR)
+        if (bytes[at] != '<')
+        {
+            size_t next = bytes.find('<', at);
+            size_t stop = next == std::string::npos ? bytes.size() : next;
+            out += RedactText(bytes.substr(at, stop - at), true);
+            at = stop;
             continue;
-        ok = n > 0;
-        done += n > 0 ? static_cast<size_t>(n) : 0;
+        }
+        size_t close = bytes.find('>', at);
+        size_t stop = close == std::string::npos ? bytes.size() : close + 1;
+        std::string tag = Lower(bytes.substr(at, stop - at));
+        for (const std::string element : {"script", "style"})
+            if (tag.compare(1, element.size(), element) == 0 &&
+                (tag.size() == element.size() + 1 || !IsWordByte(tag[element.size() + 1])))
+            {
+                size_t end = CaseFind(bytes, "</" + element, stop);
+                stop = end == std::string::npos ? bytes.size() : end;
+                break;
+            }
+        out.append(bytes, at, stop - at);
+        at = stop;
     }
-    if (close(fd) != 0)
-        ok = false;
-    if (!ok)
-        error = path + ": " + std::strerror(errno);
-    return ok;
+    return out;
 }

@@ -3,47 +3,51 @@
 #include "CaptureHistory.h"
 #include "ChangePage.h"
 #include "ChangeText.h"
+#include "Clock.h"
+#include "CollectionName.h"
 #include "CompareCommand.h"
 #include "FleetJson.h"
 #include "FleetOverview.h"
-#include "FleetTally.h"
-#include "PageFiles.h"
+#include "PageAge.h"
 #include "PageReader.h"
-#include "PageRedactor.h"
+#include "TerminalText.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sys/stat.h>
+
+#ifndef HOSTCAPTURE_VERSION
+#define HOSTCAPTURE_VERSION "unknown"
+#endif
 
 namespace
 {
-const char kKeyFileName[] = "redaction-key.json";
-
 const char kUsage[] =
     "Usage: hostcapture-summary [options] PAGE|FOLDER...\n"
     "Reads HostCapture pages (folders are searched recursively for *.html) and summarises them.\n"
     "The pages of one folder are captures of one host: each is compared with the capture before it.\n"
-    "  --json FILE     write the machine-readable export to FILE (- for standard output)\n"
-    "  --html FILE     write the fleet overview page to FILE\n"
-    "  --redact DIR    write a copy of every page to DIR with serial numbers, host names and\n"
-    "                  addresses replaced by tokens; the key goes to DIR/redaction-key.json (mode 0600)\n"
-    "  --compare OLD NEW  print what changed from page OLD to page NEW of one host (with\n"
-    "                  --json, as JSON); exit 0 no change, 1 changes, 3 a page unreadable\n"
+    "  --json FILE             write the machine-readable export to FILE (- for standard output)\n"
+    "  --html FILE             write the fleet overview page to FILE\n"
+    "  --redact DIR            write a copy of every page to DIR with serial numbers, host names and\n"
+    "                          addresses replaced by tokens\n"
+    "  --redaction-key FILE    the key of those tokens (default: DIR-redaction-key.json beside DIR);\n"
+    "                          an existing key is extended, so tokens stay the same across runs\n"
+    "  --restore FILE          print FILE with every token of the key put back (needs the key)\n"
+    "  --compare OLD NEW       print what changed from page OLD to page NEW of one host (with\n"
+    "                          --json, as JSON); exit 0 no change, 1 changes, 3 a page unreadable\n"
     "  --temperature-change C  a temperature move of C degrees or more is a change (default 10)\n"
-    "  --fan-change P  a fan speed move of P percent or more is a change (default 25)\n"
-    "  --no-changes    compare no page with the capture before it\n"
-    "  --new-events-warn  exit at least 1 when a host has new event-log entries since its\n"
-    "                  previous page\n"
-    "  --changes-warn  exit at least 1 when a status moved to worse since the previous page\n"
-    "  --latest        read only the newest page of every folder (names sort by time)\n"
-    "  --quiet         no status line on standard output\n"
-    "  --help          this text\n"
+    "  --fan-change P          a fan speed move of P percent or more is a change (default 25)\n"
+    "  --no-changes            compare no page with the capture before it\n"
+    "  --new-events-warn       exit at least 1 when a host has new event-log entries since its\n"
+    "                          capture before\n"
+    "  --changes-warn          exit at least 1 when a status moved to worse since the capture before\n"
+    "  --latest                read only the newest page of every folder (names sort by time)\n"
+    "  --max-age DURATION      leave out pages older than DURATION: 90s, 30m, 12h, 7d\n"
+    "  --quiet                 no status line on standard output\n"
+    "  --version               the version\n"
+    "  --help                  this text\n"
     "Exit status: 0 all normal, 1 some warning, 2 some error or major,\n"
     "3 some page unreadable or unknown (an error outranks 3, 3 outranks a warning).\n";
 } // namespace
@@ -82,7 +86,7 @@ std::string SummaryApp::WriteChangePage(const HostChanges& changes, const HostPa
     std::string host = page.Identity.HostName.empty() ? page.File : page.Identity.HostName;
     if (!ChangePage::Write(changes, host, path, error))
     {
-        fprintf(stderr, "hostcapture-summary: %s\n", ChangeText::Safe(error).c_str());
+        TerminalText::Complain(error);
         m_OutputFailed = true;
         return {};
     }
@@ -104,20 +108,27 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
             into = arguments[++i];
             return true;
         };
-        if (a == "--json")
+        std::string duration;
+        if (a == "--json" || a == "--html" || a == "--redact" || a == "--redaction-key" || a == "--restore")
         {
-            if (!value(m_JsonPath))
+            std::string& into = a == "--json"            ? m_JsonPath
+                                : a == "--html"          ? m_HtmlPath
+                                : a == "--redact"        ? m_RedactDir
+                                : a == "--redaction-key" ? m_KeyPath
+                                                         : m_RestoreFile;
+            if (!value(into))
                 return false;
         }
-        else if (a == "--html")
+        else if (a == "--max-age")
         {
-            if (!value(m_HtmlPath))
+            if (!value(duration))
                 return false;
-        }
-        else if (a == "--redact")
-        {
-            if (!value(m_RedactDir))
+            if (!PageAge::ParseDuration(duration, m_MaxAge))
+            {
+                m_Error = "--max-age " + duration +
+                          ": not a duration (a whole number and s, m, h or d: 90s, 30m, 12h, 7d)";
                 return false;
+            }
         }
         else if (a == "--compare")
         {
@@ -155,6 +166,8 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
             m_Quiet = true;
         else if (a == "--help" || a == "-h")
             m_Help = true;
+        else if (a == "--version")
+            m_Version = true;
         else if (a == "--")
         {
             m_Inputs.insert(m_Inputs.end(), arguments.begin() + i + 1, arguments.end());
@@ -173,7 +186,12 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
         m_Error = "--compare takes its two pages and no further page or folder";
         return false;
     }
-    if (!m_Help && m_Inputs.empty() && m_CompareOlder.empty())
+    if (!m_RestoreFile.empty() && m_KeyPath.empty() && m_RedactDir.empty())
+    {
+        m_Error = "--restore needs the key: --redaction-key FILE";
+        return false;
+    }
+    if (!m_Help && !m_Version && m_RestoreFile.empty() && m_CompareOlder.empty() && m_Inputs.empty())
     {
         m_Error = "no page or folder given";
         return false;
@@ -181,43 +199,46 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
     return true;
 }
 
-bool SummaryApp::PrepareRedaction()
+bool SummaryApp::OpenOutputs()
 {
-    if (m_RedactDir.empty())
-        return true;
-    std::error_code ec;
-    std::filesystem::create_directories(m_RedactDir, ec);
-    m_KeyPath = (std::filesystem::path(m_RedactDir) / kKeyFileName).string();
-    if (ec)
+    if (!m_JsonPath.empty() && !m_Json.Open(m_JsonPath))
     {
-        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_RedactDir.c_str(), ec.message().c_str());
+        TerminalText::Complain(m_Json.Error());
         return false;
     }
-    struct stat st;
-    int error = lstat(m_KeyPath.c_str(), &st) == 0 ? EEXIST : errno;
-    if (error != ENOENT)
+    if (!m_HtmlPath.empty() && !m_Html.Create(m_HtmlPath))
     {
-        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_KeyPath.c_str(),
-                error == EEXIST ? "a redaction key is already there; choose an empty folder"
-                                : std::strerror(error));
+        TerminalText::Complain(m_Html.Error());
         return false;
     }
-    return true;
+    return m_RedactDir.empty() || m_Redaction.Prepare(m_RedactDir, m_KeyPath, m_Inputs);
 }
 
-void SummaryApp::WriteRedacted(const std::string& bytes, const HostPage& page, const std::string& relative)
+bool SummaryApp::Take(const PageFile& file, HostPage& page, std::string* bytes)
 {
-    std::filesystem::path target = std::filesystem::path(m_RedactDir) / relative;
-    std::error_code ec;
-    std::filesystem::create_directories(target.parent_path(), ec);
-    std::ofstream out(target, std::ios::binary | std::ios::trunc);
-    out << m_Redactor.Redact(bytes, page);
-    out.close();
-    if (!out)
+    // Inside a folder a link is no page the collection run left; a named file is the user's word.
+    bool readable = PageReader::ReadFile(file.Path, page, bytes, file.Named);
+    if (page.Foreign)
     {
-        fprintf(stderr, "hostcapture-summary: %s: cannot be written\n", target.c_str());
-        m_OutputFailed = true;
+        if (file.Named)
+            TerminalText::Complain(file.Path + ": passed over: not a HostCapture page");
+        return false;
     }
+    // A page named on its own (no folder in its path) belongs to no collection.
+    page.Collection = file.Named && file.Path.find('/') == std::string::npos ? std::string()
+                                                                             : CollectionName::Of(file.Path);
+    PageAge::Age age = PageAge::Of(std::filesystem::path(file.Path).filename().string(),
+                                   page.Identity.TimeStamp, page.Modified, CClock::Get().Now());
+    page.AgeSeconds = age.Seconds;
+    page.AgeSource = age.Source;
+    if (m_MaxAge > 0 && age.Seconds > m_MaxAge)
+    {
+        m_Tally.LeaveOut(m_MaxAge);
+        return false;
+    }
+    if (!readable)
+        TerminalText::Complain(file.Path + ": " + page.Problem);
+    return true;
 }
 
 // One page at a time: read, compare with the capture before, count, export, redact, free.
@@ -232,30 +253,36 @@ void SummaryApp::SummarisePages()
         if (IsOutput(file.Path))
             continue;
         HostPage page;
-        bool readable = PageReader::ReadFile(file.Path, page, m_RedactDir.empty() ? nullptr : &bytes);
-        if (!readable)
-            fprintf(stderr, "hostcapture-summary: %s: %s\n", file.Path.c_str(), page.Problem.c_str());
+        bool counted = Take(file, page, m_RedactDir.empty() ? nullptr : &bytes);
+        if (page.Foreign)
+            continue;
         // A page named on the command line has no folder history of its own: its neighbours
         // there may be anything. Two named pages are compared with --compare.
-        bool named = std::find(m_Inputs.begin(), m_Inputs.end(), file.Path) != m_Inputs.end();
         HostChanges changes;
         if (m_NoChanges)
             changes.Reason = "not compared: --no-changes";
-        else if (named)
+        else if (file.Named)
             changes.Reason = "not compared: a page named on the command line";
-        else
+        else if (counted)
             changes = history.ChangesOf(page);
-        std::string changePage;
-        if (!m_ChangeDir.empty() && changes.Any())
-            changePage = WriteChangePage(changes, page, file.Relative);
-        m_Tally.Add(page, changes, changePage);
-        m_Json.AddPage(page, changes);
-        if (readable && !m_RedactDir.empty())
-            WriteRedacted(bytes, page, file.Relative);
+        if (counted)
+        {
+            std::string changePage;
+            if (!m_ChangeDir.empty() && changes.Any())
+                changePage = WriteChangePage(changes, page, file.Relative);
+            m_Tally.Add(page, changes, changePage);
+            m_Json.AddPage(page, changes);
+            if (page.Readable && !m_RedactDir.empty())
+                m_Redaction.Copy(bytes, page, file.Relative);
+        }
         bytes.clear();
-        if (!m_NoChanges && !named)
+        // A page left out for its age still tells what the host looked like then.
+        if (!m_NoChanges && !file.Named)
             history.Keep(std::move(page));
     }
+    if (m_Tally.LeftOut() > 0)
+        TerminalText::Complain(std::to_string(m_Tally.LeftOut()) + " pages older than " +
+                               PageAge::Format(m_MaxAge) + " left out");
 }
 
 void SummaryApp::FinishOutputs()
@@ -263,19 +290,32 @@ void SummaryApp::FinishOutputs()
     std::string error;
     if (!m_JsonPath.empty() && !m_Json.Finish(m_Tally))
     {
-        fprintf(stderr, "hostcapture-summary: %s: %s\n", m_JsonPath.c_str(), m_Json.Error().c_str());
+        TerminalText::Complain(m_Json.Error());
         m_OutputFailed = true;
     }
-    if (!m_HtmlPath.empty() && !FleetOverview::Write(m_Tally, m_HtmlPath, error))
+    if (!m_HtmlPath.empty() && !FleetOverview::Write(m_Tally, m_HtmlPath, m_Html, error))
     {
-        fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
+        TerminalText::Complain(error);
         m_OutputFailed = true;
     }
-    if (!m_RedactDir.empty() && !m_Redactor.WriteKey(m_KeyPath, error))
+    if (!m_RedactDir.empty())
     {
-        fprintf(stderr, "hostcapture-summary: %s\n", error.c_str());
-        m_OutputFailed = true;
+        m_Redaction.Finish();
+        m_OutputFailed = m_OutputFailed || m_Redaction.Failed();
     }
+}
+
+int SummaryApp::Restore()
+{
+    std::string restored, error;
+    std::string key = m_KeyPath.empty() ? RedactionRun::DefaultKeyPath(m_RedactDir) : m_KeyPath;
+    if (!RedactionRun::Restore(key, m_RestoreFile, restored, error))
+    {
+        TerminalText::Complain(error);
+        return kExitUsage;
+    }
+    fwrite(restored.data(), 1, restored.size(), stdout);
+    return fflush(stdout) == 0 ? 0 : kExitUsage;
 }
 
 // The first line a monitoring system shows: "HOSTCAPTURE WARNING - 3 hosts: 1 warning, 2 normal".
@@ -314,7 +354,8 @@ int SummaryApp::Run(const std::vector<std::string>& arguments)
 {
     if (!Parse(arguments))
     {
-        fprintf(stderr, "hostcapture-summary: %s\n%s", m_Error.c_str(), kUsage);
+        TerminalText::Complain(m_Error);
+        fputs(kUsage, stderr);
         return kExitUsage;
     }
     if (m_Help)
@@ -322,20 +363,22 @@ int SummaryApp::Run(const std::vector<std::string>& arguments)
         fputs(kUsage, stdout);
         return 0;
     }
+    if (m_Version)
+    {
+        printf("hostcapture-summary %s\n", HOSTCAPTURE_VERSION);
+        return 0;
+    }
     if (!m_CompareOlder.empty())
         return CompareCommand::Run(m_CompareOlder, m_CompareNewer, m_JsonPath, m_Thresholds);
-    if (!PrepareRedaction())
-        return kExitUsage;
-    if (!m_JsonPath.empty() && !m_Json.Open(m_JsonPath))
-    {
-        fprintf(stderr, "hostcapture-summary: %s\n", m_Json.Error().c_str());
-        return kExitUsage;
-    }
+    if (!m_RestoreFile.empty())
+        return Restore();
     if (!m_HtmlPath.empty())
     {
         std::filesystem::path html(m_HtmlPath);
         m_ChangeDir = (html.parent_path() / (html.stem().string() + "-changes")).string();
     }
+    if (!OpenOutputs())
+        return kExitUsage;
     SummarisePages();
     FinishOutputs();
     if (!m_Quiet && m_JsonPath != "-")

@@ -3,8 +3,10 @@
 #include "FleetJson.h"
 #include "FleetTally.h"
 #include "HostPage.h"
+#include "OutputFile.h"
 #include "PageComparison.h"
-#include "PageRedactor.h"
+#include "PageFiles.h"
+#include "RedactionRun.h"
 
 #include <set>
 #include <string>
@@ -24,19 +26,25 @@ private:
     bool Parse(const std::vector<std::string>& arguments);
     bool IsOutput(const std::string& path) const;
     bool IsChangePage(const std::string& path) const;
-    // Refuses a redaction folder that already holds a key, before any page is read.
-    bool PrepareRedaction();
+    // Opens every output before any page is read, so that a run never fails at its end for a
+    // folder that was missing from the start.
+    bool OpenOutputs();
+    // Reads one file into page; false when it is passed over (foreign) or left out (too old).
+    bool Take(const PageFile& file, HostPage& page, std::string* bytes);
     void SummarisePages();
-    void WriteRedacted(const std::string& bytes, const HostPage& page, const std::string& relative);
     std::string WriteChangePage(const HostChanges& changes, const HostPage& page,
                                 const std::string& relative);
     void FinishOutputs();
     int ExitCode() const;
+    int Restore();
     void PrintStatusLine() const;
 
     std::string m_JsonPath;
     std::string m_HtmlPath;
     std::string m_RedactDir;
+    std::string m_KeyPath;
+    std::string m_RestoreFile;
+    long long m_MaxAge = 0; // 0: no limit
     bool m_Latest = false;
     bool m_Quiet = false;
     bool m_Help = false;
@@ -46,12 +54,13 @@ private:
     bool m_NewEventsWarn = false;
     bool m_ChangesWarn = false;
     bool m_NoChanges = false;
+    bool m_Version = false;
     std::vector<std::string> m_Inputs;
     std::string m_Error;
-    std::string m_KeyPath;
     FleetTally m_Tally;
     FleetJson m_Json;
-    PageRedactor m_Redactor;
+    OutputFile m_Html;
+    RedactionRun m_Redaction;
     bool m_OutputFailed = false;
     std::string m_ChangeDir; // beside the overview: one change page per host that changed
     std::set<std::string> m_ChangePages;
