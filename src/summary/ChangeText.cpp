@@ -1,6 +1,6 @@
 #include "ChangeText.h"
 
-#include "Utf8.h"
+#include "TerminalText.h"
 
 #include <algorithm>
 
@@ -62,7 +62,7 @@ namespace ChangeText
 {
 std::string Safe(const std::string& text)
 {
-    return Utf8::Repaired(text, Utf8::Controls::Replace);
+    return TerminalText::Safe(text);
 }
 
 std::string EventCounts(const HostChanges& changes)

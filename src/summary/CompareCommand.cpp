@@ -4,6 +4,7 @@
 #include "ChangeText.h"
 #include "PageReader.h"
 #include "SafeOpen.h"
+#include "TerminalText.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -47,8 +48,7 @@ int Run(const std::string& older, const std::string& newer, const std::string& j
     for (int i = 0; i < 2; ++i)
         if (!PageReader::ReadFile(*paths[i], pages[i]))
         {
-            fprintf(stderr, "hostcapture-summary: %s: %s\n", ChangeText::Safe(*paths[i]).c_str(),
-                    ChangeText::Safe(pages[i].Problem).c_str());
+            TerminalText::Complain(*paths[i] + ": " + pages[i].Problem);
             readable = false;
         }
     if (!readable)
@@ -64,8 +64,7 @@ int Run(const std::string& older, const std::string& newer, const std::string& j
             ok = fclose(out) == 0 && ok;
         if (!ok)
         {
-            fprintf(stderr, "hostcapture-summary: %s: %s\n", ChangeText::Safe(jsonPath).c_str(),
-                    errno ? std::strerror(errno) : "cannot be written");
+            TerminalText::Complain(jsonPath + ": " + (errno ? std::strerror(errno) : "cannot be written"));
             return kExitTrouble;
         }
     }
