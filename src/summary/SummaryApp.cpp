@@ -8,15 +8,19 @@
 #include "CompareCommand.h"
 #include "FleetJson.h"
 #include "FleetOverview.h"
+#include "MetricsHost.h"
 #include "PageAge.h"
 #include "PageReader.h"
 #include "TerminalText.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <unistd.h>
 
 #ifndef HOSTCAPTURE_VERSION
 #define HOSTCAPTURE_VERSION "unknown"
@@ -30,6 +34,8 @@ const char kUsage[] =
     "The pages of one folder are captures of one host: each is compared with the capture before it.\n"
     "  --json FILE             write the machine-readable export to FILE (- for standard output)\n"
     "  --html FILE             write the fleet overview page to FILE\n"
+    "  --metrics FILE          write the Prometheus metrics (text format) of every host's newest\n"
+    "                          page to FILE, replacing it whole\n"
     "  --redact DIR            write a copy of every page to DIR with serial numbers, host names and\n"
     "                          addresses replaced by tokens\n"
     "  --redaction-key FILE    the key of those tokens (default: DIR-redaction-key.json beside DIR);\n"
@@ -45,7 +51,7 @@ const char kUsage[] =
     "  --changes-warn          exit at least 1 when a status moved to worse since the capture before\n"
     "  --latest                read only the newest page of every folder (names sort by time)\n"
     "  --max-age DURATION      leave out pages older than DURATION: 90s, 30m, 12h, 7d\n"
-    "  --quiet                 no status line on standard output\n"
+    "  --quiet                 no status on standard output\n"
     "  --version               the version\n"
     "  --help                  this text\n"
     "Exit status: 0 all normal, 1 some warning, 2 some error or major,\n"
@@ -57,7 +63,7 @@ bool SummaryApp::IsOutput(const std::string& path) const
     std::error_code ec;
     auto same = [&](const std::string& output)
     { return !output.empty() && output != "-" && std::filesystem::equivalent(path, output, ec); };
-    return same(m_HtmlPath) || same(m_JsonPath) || IsChangePage(path);
+    return same(m_HtmlPath) || same(m_JsonPath) || same(m_MetricsPath) || IsChangePage(path);
 }
 
 bool SummaryApp::IsChangePage(const std::string& path) const
@@ -129,6 +135,11 @@ bool SummaryApp::Parse(const std::vector<std::string>& arguments)
                           ": not a duration (a whole number and s, m, h or d: 90s, 30m, 12h, 7d)";
                 return false;
             }
+        }
+        else if (a == "--metrics")
+        {
+            if (!value(m_MetricsPath))
+                return false;
         }
         else if (a == "--compare")
         {
@@ -211,6 +222,13 @@ bool SummaryApp::OpenOutputs()
         TerminalText::Complain(m_Html.Error());
         return false;
     }
+    // The metrics replace their file only at the end; a folder that cannot take them fails now.
+    std::string metricsFolder = std::filesystem::path(m_MetricsPath).parent_path().string();
+    if (!m_MetricsPath.empty() && access(metricsFolder.empty() ? "." : metricsFolder.c_str(), W_OK) != 0)
+    {
+        TerminalText::Complain(m_MetricsPath + ": cannot be written: " + std::strerror(errno));
+        return false;
+    }
     return m_RedactDir.empty() || m_Redaction.Prepare(m_RedactDir, m_KeyPath, m_Inputs);
 }
 
@@ -270,8 +288,17 @@ void SummaryApp::SummarisePages()
             std::string changePage;
             if (!m_ChangeDir.empty() && changes.Any())
                 changePage = WriteChangePage(changes, page, file.Relative);
+            std::string host = MetricsHost::Of(file, page);
             m_Tally.Add(page, changes, changePage);
             m_Json.AddPage(page, changes);
+            m_Status.Add(host, page);
+            if (!m_MetricsPath.empty())
+            {
+                m_Metrics.BeginCollection(host);
+                for (MetricsSource* source : m_MetricsSources)
+                    source->AddPage(page);
+                m_ChangeMetrics.Add(changes);
+            }
             if (page.Readable && !m_RedactDir.empty())
                 m_Redaction.Copy(bytes, page, file.Relative);
         }
@@ -298,6 +325,11 @@ void SummaryApp::FinishOutputs()
         TerminalText::Complain(error);
         m_OutputFailed = true;
     }
+    if (!m_MetricsPath.empty() && !m_Metrics.WriteFile(m_MetricsPath, error))
+    {
+        TerminalText::Complain(error);
+        m_OutputFailed = true;
+    }
     if (!m_RedactDir.empty())
     {
         m_Redaction.Finish();
@@ -318,36 +350,9 @@ int SummaryApp::Restore()
     return fflush(stdout) == 0 ? 0 : kExitUsage;
 }
 
-// The first line a monitoring system shows: "HOSTCAPTURE WARNING - 3 hosts: 1 warning, 2 normal".
-void SummaryApp::PrintStatusLine() const
+void SummaryApp::PrintStatus(int exitCode) const
 {
-    // A fleet raised by --new-events-warn or --changes-warn says so in its first word too.
-    bool raised = m_Tally.ExitCode() == 0 && ExitCode() == 1;
-    std::string status = raised ? "warning" : HostStatusRules::Name(m_Tally.Worst());
-    for (char& c : status)
-        c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
-    printf("HOSTCAPTURE %s - %d hosts:", status.c_str(), m_Tally.Hosts());
-    const char* separator = " ";
-    for (int s = HostStatusRules::kCount - 1; s >= 0; --s)
-    {
-        int count = m_Tally.HostsWith(static_cast<HostStatus>(s));
-        if (count == 0)
-            continue;
-        printf("%s%d %s", separator, count, HostStatusRules::Name(static_cast<HostStatus>(s)));
-        separator = ", ";
-    }
-    const ChangeTotals& changes = m_Tally.Changes();
-    if (changes.HostsCompared() > 0)
-    {
-        int events = 0;
-        for (const auto& count : changes.NewEventsBySeverity())
-            events += count.second;
-        printf("; since the previous capture: %d changed (%d worse), %d new event-log entries",
-               changes.HostsChanged(), changes.HostsWorse(), events);
-        if (changes.OtherHosts() > 0)
-            printf(", %d another server", changes.OtherHosts());
-    }
-    printf("\n");
+    fputs(m_Status.Text(m_Tally, exitCode).c_str(), stdout);
 }
 
 int SummaryApp::Run(const std::vector<std::string>& arguments)
@@ -381,10 +386,11 @@ int SummaryApp::Run(const std::vector<std::string>& arguments)
         return kExitUsage;
     SummarisePages();
     FinishOutputs();
+    int exitCode = ExitCode();
     if (!m_Quiet && m_JsonPath != "-")
-        PrintStatusLine();
+        PrintStatus(exitCode);
     fflush(stdout);
-    return ExitCode();
+    return exitCode;
 }
 
 int SummaryApp::ExitCode() const

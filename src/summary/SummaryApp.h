@@ -1,11 +1,15 @@
 #pragma once
 
+#include "ChangeMetrics.h"
 #include "FleetJson.h"
 #include "FleetTally.h"
 #include "HostPage.h"
+#include "MetricsWriter.h"
 #include "OutputFile.h"
 #include "PageComparison.h"
 #include "PageFiles.h"
+#include "PageMetrics.h"
+#include "PluginStatus.h"
 #include "RedactionRun.h"
 
 #include <set>
@@ -37,11 +41,12 @@ private:
     void FinishOutputs();
     int ExitCode() const;
     int Restore();
-    void PrintStatusLine() const;
+    void PrintStatus(int exitCode) const;
 
     std::string m_JsonPath;
     std::string m_HtmlPath;
     std::string m_RedactDir;
+    std::string m_MetricsPath;
     std::string m_KeyPath;
     std::string m_RestoreFile;
     long long m_MaxAge = 0; // 0: no limit
@@ -61,6 +66,12 @@ private:
     FleetJson m_Json;
     OutputFile m_Html;
     RedactionRun m_Redaction;
+    MetricsWriter m_Metrics;
+    PageMetrics m_PageMetrics{m_Metrics};
+    ChangeMetrics m_ChangeMetrics{m_Metrics}; // asked with each page's changes, after the sources
+    // Every kind of series of the metrics file, asked in this order for each page.
+    std::vector<MetricsSource*> m_MetricsSources{&m_PageMetrics};
+    PluginStatus m_Status;
     bool m_OutputFailed = false;
     std::string m_ChangeDir; // beside the overview: one change page per host that changed
     std::set<std::string> m_ChangePages;

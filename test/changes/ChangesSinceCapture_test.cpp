@@ -219,8 +219,9 @@ TEST(ChangesSinceCapture, FolderSummaryComparesEachHostWithItsCaptureBefore)
     for (bool latest : {true, false})
     {
         SCOPED_TRACE(latest ? "--latest" : "every page");
-        std::vector<std::string> args = {"--json", out + "/fleet.json", "--html", out + "/fleet.html",
-                                         dir.Path() + "/fleet"};
+        std::vector<std::string> args = {
+            "--metrics",         out + "/fleet.prom",  "--json", out + "/fleet.json", "--html",
+            out + "/fleet.html", dir.Path() + "/fleet"};
         if (latest)
             args.insert(args.begin(), "--latest");
         ProgramRun run = Summary(args, dir.Path());
@@ -253,6 +254,19 @@ TEST(ChangesSinceCapture, FolderSummaryComparesEachHostWithItsCaptureBefore)
         rapidjson::SchemaValidator validator(schema);
         EXPECT_TRUE(json.Accept(validator)) << validator.GetInvalidSchemaKeyword();
 
+        // The metrics carry the counts of the newest page of each host.
+        std::string metrics = ReadFile(out + "/fleet.prom");
+        for (const char* line :
+             {"hostcapture_changes{host=\"a\",kind=\"member_worse\"} 1\n",
+              "hostcapture_changes{host=\"a\",kind=\"value_moved\"} 1\n",
+              "hostcapture_changes{host=\"b\",kind=\"member_worse\"} 0\n",
+              "hostcapture_changes_new_event_log_entries{host=\"a\",severity=\"critical\"} 5\n",
+              "hostcapture_changes_new_event_log_entries{host=\"a\",severity=\"info\"} 6\n",
+              "hostcapture_changes_worse{host=\"a\"} 1\n", "hostcapture_changes_worse{host=\"b\"} 0\n",
+              "hostcapture_changes_other_host{host=\"c\"} 1\n",
+              "hostcapture_changes_compared{host=\"d\"} 0\n", "hostcapture_changes_compared{host=\"f\"} 0\n"})
+            EXPECT_NE(metrics.find(line), std::string::npos) << line;
+        EXPECT_EQ(metrics.find("hostcapture_changes{host=\"c\""), std::string::npos);
         // The overview's column, worst change first, with a link to a private change page.
         std::string html = ReadFile(out + "/fleet.html");
         EXPECT_NE(html.find("<th>Changed since 2026-"), std::string::npos);
@@ -284,7 +298,7 @@ TEST(ChangesSinceCapture, FolderSummaryComparesEachHostWithItsCaptureBefore)
     for (int round = 0; round < 2; ++round)
     {
         ProgramRun run = Summary({"--latest", "--html", inside, dir.Path() + "/fleet"}, dir.Path());
-        EXPECT_NE(run.output.find(" - 6 hosts"), std::string::npos) << run.output;
+        EXPECT_NE(run.output.find(": 6 hosts, "), std::string::npos) << run.output;
     }
 }
 
@@ -319,7 +333,7 @@ TEST(ChangesSinceCapture, WarnOptionsRaiseAQuietFleetOnNews)
         args.insert(args.end(), {"--latest", dir.Path() + "/fleet"});
         ProgramRun run = Summary(args, dir.Path());
         EXPECT_EQ(run.exitStatus, c.Exit) << run.output << run.errors;
-        EXPECT_EQ(run.output.compare(0, 20, c.Exit ? "HOSTCAPTURE WARNING " : "HOSTCAPTURE NORMAL -"), 0)
+        EXPECT_EQ(run.output.compare(0, 20, c.Exit ? "HOSTCAPTURE WARNING:" : "HOSTCAPTURE OK: 1 ho"), 0)
             << run.output;
     }
     // A failing fleet keeps its own, higher exit.

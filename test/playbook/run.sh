@@ -152,7 +152,7 @@ else:
 check(fleet["totals"]["hosts"] == 7, "seven hosts in the totals")
 check(fleet["exit_status"] == 2, "fleet exit status 2")
 status = open(os.path.join(reports, "fleet.txt")).read()
-check(status.startswith("HOSTCAPTURE ERROR - 7 hosts") and "exit 2" in status, "fleet.txt: " + status)
+check(status.startswith("HOSTCAPTURE CRITICAL: 7 hosts") and "exit 2" in status, "fleet.txt: " + status)
 html = open(os.path.join(reports, "fleet.html")).read()
 for text in ("charlie.example.net", "Power Supply Units: 1 of 2, Present and failed (PSU2)",
              "RAID Physical Drives: 1 of 2, Operational - S.M.A.R.T. Failure", ">gone<",

@@ -58,8 +58,11 @@ TEST(SummaryApp, ExitStatusIsThatOfTheWorstHost)
         {"all normal",
          {{"a", "page:healthy"}, {"b", "page:healthy"}},
          0,
-         "HOSTCAPTURE NORMAL - 2 hosts: 2 normal"},
-        {"a warning", {{"a", "page:healthy"}, {"b", "page:degraded-raid"}}, 1, "HOSTCAPTURE WARNING"},
+         "HOSTCAPTURE OK: 2 hosts, 2 normal |"},
+        {"a warning",
+         {{"a", "page:healthy"}, {"b", "page:degraded-raid"}},
+         1,
+         "HOSTCAPTURE WARNING: 2 hosts, 1 warning, 1 normal |"},
         {"an error beats a warning",
          {{"a", "page:degraded-raid"}, {"b", "page:failed-psu"}},
          2,
@@ -71,7 +74,7 @@ TEST(SummaryApp, ExitStatusIsThatOfTheWorstHost)
         {"an error beats unreadable",
          {{"a", "page:failed-psu"}, {"b", "<!DOCTYPE html>"}},
          2,
-         "HOSTCAPTURE ERROR"},
+         "HOSTCAPTURE CRITICAL: 2 hosts, 1 error, 1 unreadable |"},
         {"no daemon is unknown", {{"a", "page:healthy"}, {"b", "page:no-daemon"}}, 3, "1 unknown, 1 normal"},
     };
     for (const Case& c : cases)
@@ -168,7 +171,7 @@ TEST(SummaryApp, OverviewListsWorstHostsFirstAndSaysWhatFails)
     for (int round = 0; round < 2; ++round)
     {
         ProgramRun inside = Summary({"--html", fleet + "/fleet.html", fleet}, dir.Path());
-        EXPECT_NE(inside.output.find(" - 5 hosts"), std::string::npos) << inside.output;
+        EXPECT_NE(inside.output.find(": 5 hosts"), std::string::npos) << inside.output;
     }
 }
 

@@ -77,17 +77,17 @@ TEST(SummaryFleet, EachKindOfPageAndItsOutcome)
          Page("degraded-raid"),
          {},
          1,
-         "2 hosts: 1 warning, 1 normal",
+         "2 hosts, 1 warning, 1 normal",
          ""},
-        {"cut by the time bound", "b/" + Stamp(1) + "-cut.html", healthy, {}, 3, "2 hosts: 1 unknown", ""},
+        {"cut by the time bound", "b/" + Stamp(1) + "-cut.html", healthy, {}, 3, "2 hosts, 1 unknown", ""},
         {"cut off",
          "b/" + Stamp(1) + ".html",
          healthy.substr(0, healthy.size() / 3),
          {},
          3,
-         "2 hosts: 1 unreadable",
+         "2 hosts, 1 unreadable",
          "cut off"},
-        {"empty", "b/" + Stamp(1) + ".html", "", {}, 3, "2 hosts: 1 unreadable", "empty"},
+        {"empty", "b/" + Stamp(1) + ".html", "", {}, 3, "2 hosts, 1 unreadable", "empty"},
         {"run failed",
          "b/" + Stamp(1) + ".failed",
          "host: b\nreason: unreachable\n",
@@ -100,35 +100,35 @@ TEST(SummaryFleet, EachKindOfPageAndItsOutcome)
          "<!DOCTYPE html>\n<html lang=\"en\"><head>",
          {},
          0,
-         "1 hosts: 1 normal",
+         "1 host, 1 normal",
          ""},
         {"foreign: another page",
          "b/notes.html",
          "<html><body>notes</body></html>",
          {"--latest"},
          0,
-         "1 hosts: 1 normal",
+         "1 host, 1 normal",
          ""},
         {"stale",
          "b/" + Stamp(24 * 40) + ".html",
          Page("failed-psu"),
          {"--max-age", "30d"},
          0,
-         "1 hosts: 1 normal",
+         "1 host, 1 normal",
          "1 pages older than 30d left out"},
         {"stale and cut off",
          "b/" + Stamp(24 * 40) + ".html",
          "<!DOCTYPE html>",
          {"--max-age", "30d"},
          0,
-         "1 hosts: 1 normal",
+         "1 host, 1 normal",
          "1 pages older than 30d left out"},
         {"fresh enough",
          "b/" + Stamp(24 * 20) + ".html",
          Page("failed-psu"),
          {"--max-age", "30d"},
          2,
-         "2 hosts: 1 error",
+         "2 hosts, 1 error",
          ""},
     };
     for (const Case& c : cases)
@@ -164,11 +164,11 @@ TEST(SummaryFleet, SelectionWithLatestAndMaxAge)
         const char* Line;
         int LeftOut;
     } cases[] = {
-        {{}, 2, "3 hosts: 1 error, 1 warning, 1 normal", 0},
-        {{"--latest"}, 1, "2 hosts: 1 warning, 1 normal", 0},
-        {{"--max-age", "7d"}, 1, "2 hosts: 1 warning, 1 normal", 1},
-        {{"--max-age", "2d"}, 0, "1 hosts: 1 normal", 2},
-        {{"--latest", "--max-age", "2d"}, 0, "1 hosts: 1 normal", 1},
+        {{}, 2, "3 hosts, 1 error, 1 warning, 1 normal", 0},
+        {{"--latest"}, 1, "2 hosts, 1 warning, 1 normal", 0},
+        {{"--max-age", "7d"}, 1, "2 hosts, 1 warning, 1 normal", 1},
+        {{"--max-age", "2d"}, 0, "1 host, 1 normal", 2},
+        {{"--latest", "--max-age", "2d"}, 0, "1 host, 1 normal", 1},
         {{"--latest", "--max-age", "30m"}, 3, "0 hosts", 2},
         {{"--max-age", "11d"}, 2, "3 hosts", 0},
     };
@@ -368,7 +368,7 @@ TEST(SummaryFleet, AMissingFolderIsTheSameForEveryOutput)
         args.push_back("nosuch/");
         ProgramRun run = Summary(args, dir.Path());
         EXPECT_EQ(run.exitStatus, 3);
-        EXPECT_TRUE(Has(run.output, "1 hosts: 1 unreadable")) << run.output;
+        EXPECT_TRUE(Has(run.output, "HOSTCAPTURE UNKNOWN: 1 host, 1 unreadable")) << run.output;
         EXPECT_TRUE(Has(run.errors, "nosuch/: cannot be opened")) << run.errors;
     }
 }
