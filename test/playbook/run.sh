@@ -1,15 +1,18 @@
 #!/usr/bin/env bash
-# Runs the collection playbook against seven hosts on this machine, each with its own system
-# root and daemon simulator, and checks the fetched pages, fleet.json, fleet.html and the
-# summary's exit status:
+# Runs the collection playbook over simulated hosts on this machine (local connection, each with
+# its own system root, daemon simulator and temporary folder) and checks what it leaves behind:
 #
-#   healthy    every group normal
-#   raid       a drive with a S.M.A.R.T. failure: mass storage in warning
-#   psu        a failed power supply unit: power supply in error
-#   nodaemon   no daemon at all: a page with unknown statuses
-#   stall      a daemon that accepts and never answers: the run is cut by a 5 s time bound
-#   bigevents  the demo server with 4,000 event-log records
-#   gone       an address where nobody listens: unreachable, reported as such
+#   healthy, raid, psu, nodaemon, bigevents, rooted   pages (rooted through su, the become path)
+#   stall      a daemon that never answers: a page cut by a 5 s time bound
+#   gone       nobody listens: unreachable
+#   noisy      HostCapture fails with escape sequences on its standard error
+#   pkgfail    the package install fails on the host (a stand-in apt-get)
+#   tmpfail    mktemp fails on the host
+#
+# and then the same reports folder under --limit, --check and a package that does not exist,
+# and, in folders of their own, an inventory with a "../" name, a bad time bound and a reports
+# folder that is a symbolic link, and an empty inventory. checks.py holds the checks; test_collect.py the task's rules that need no
+# host.
 #
 #   test/playbook/run.sh [build folder]
 #
@@ -19,6 +22,11 @@
 set -euo pipefail
 top=$(cd "$(dirname "$0")/../.." && pwd)
 build=$(cd "${1:-$top/build}" && pwd)
+here=$top/test/playbook
+playbook=$top/deploy/ansible/hostcapture.yml
+
+# The collection task's own rules first (Debian's Python: the one that has Ansible).
+/usr/bin/python3 -m unittest discover -s "$here" -p 'test_*.py'
 
 work=$(mktemp -d /tmp/hcans.XXXXXX)   # short: socket paths must fit into sun_path
 sims=()
@@ -28,7 +36,6 @@ cleanup() {
     rm -rf "$work"
 }
 trap cleanup EXIT
-[ -n "${HOSTCAPTURE_TEST_ANSIBLE_LOG:-}" ] && export ANSIBLE_LOG_PATH=$HOSTCAPTURE_TEST_ANSIBLE_LOG
 
 start_sim() { # host profile
     local root=$work/r/$1
@@ -49,119 +56,92 @@ kill -STOP "${sims[-1]}"   # listening, accepting into the backlog, never answer
 start_sim bigevents "$work/bigevents.json"
 mkdir -p "$work/r/nodaemon/var/log/plinthd"
 
-cat >"$work/inventory.yml" <<INVENTORY
+# Stand-ins on the hosts: a HostCapture that fails loudly and an apt-get that cannot install.
+mkdir -p "$work/bin"
+printf '#!/bin/sh\nprintf "daemon gone\\033]0;owned\\007\\033[2J\\nsecond line\\n" >&2\nexit 3\n' >"$work/bin/noisy"
+printf '#!/bin/sh\necho "E: Invalid archive signature \\033[31m$*"\nexit 100\n' >"$work/bin/apt-get"
+chmod +x "$work/bin/noisy" "$work/bin/apt-get"
+echo "not a package" >"$work/fake.deb"
+
+host_entry() { # name system-root time-bound temporary-folder [more yaml lines...]
+    mkdir -p "$work/tmp/$1"
+    cat <<ENTRY
+    $1:
+      ansible_connection: local
+      hostcapture_timeout: $3
+      hostcapture_environment: {HOSTCAPTURE_SYSROOT: "$work/r/$2", TMPDIR: "$4", PATH: "$work/bin:/usr/bin:/bin"}
+ENTRY
+    shift 4
+    for line in "$@"; do echo "      $line"; done
+}
+{
+    cat <<INVENTORY
 all:
   vars:
-    ansible_python_interpreter: /usr/bin/python3
     hostcapture_become: false
     hostcapture_binary: $build/src/app/HostCapture
   hosts:
     gone: {ansible_connection: ssh, ansible_host: 127.0.0.1, ansible_port: 1, ansible_user: nobody}
 INVENTORY
-for host in healthy raid psu nodaemon stall bigevents; do
-    timeout=60
-    [ "$host" = stall ] && timeout=5
-    cat >>"$work/inventory.yml" <<INVENTORY
-    $host:
-      ansible_connection: local
-      hostcapture_timeout: $timeout
-      hostcapture_environment: {HOSTCAPTURE_SYSROOT: "$work/r/$host"}
-INVENTORY
-done
+    for host in healthy raid psu nodaemon bigevents; do host_entry $host $host 60 "$work/tmp/$host"; done
+    host_entry stall stall 5 "$work/tmp/stall"
+    # As root, su to root asks no password: become really wraps the commands. As anyone else
+    # become stays configured but unused (same user), which still takes the become path.
+    host_entry rooted healthy 60 "$work/tmp/rooted" "hostcapture_become: true" \
+        "ansible_become_method: $([ "$(id -u)" = 0 ] && echo su || echo sudo)" "ansible_become_user: $(id -un)"
+    host_entry noisy healthy 60 "$work/tmp/noisy" "hostcapture_binary: $work/bin/noisy"
+    host_entry pkgfail healthy 60 "$work/tmp/pkgfail" "hostcapture_deb: $work/fake.deb"
+    host_entry tmpfail healthy 60 "$work/no-such-folder"
+} >"$work/inventory.yml"
 
 # An earlier page of one host stays, and is not the one summarised.
 mkdir -p "$work/reports/healthy"
 echo "an earlier run" >"$work/reports/healthy/20000101T000000Z.html"
-leftovers_before=$(ls /tmp/hostcapture.?????? 2>/dev/null | wc -l || true)
 
 export ANSIBLE_LOCAL_TEMP=$work/ansible-local ANSIBLE_REMOTE_TEMP=$work/ansible-remote
-export ANSIBLE_HOST_KEY_CHECKING=False ANSIBLE_NOCOLOR=1 ANSIBLE_FORKS=10 ANSIBLE_RETRY_FILES_ENABLED=False
+export ANSIBLE_HOST_KEY_CHECKING=False ANSIBLE_NOCOLOR=1 ANSIBLE_FORKS=12 ANSIBLE_RETRY_FILES_ENABLED=False
 export ANSIBLE_SSH_ARGS="-o ConnectTimeout=5 -o BatchMode=yes"
-start=$(date +%s)
-if ! ansible-playbook -i "$work/inventory.yml" "$top/deploy/ansible/hostcapture.yml" \
-        -e "hostcapture_reports_dir=$work/reports" \
-        -e "hostcapture_summary=$build/src/summary/hostcapture-summary" >"$work/playbook.log" 2>&1; then
-    cat "$work/playbook.log"
-    echo "FAIL: ansible-playbook failed" >&2
-    exit 1
-fi
-echo "playbook: $(( $(date +%s) - start )) s"
-leftovers_after=$(ls /tmp/hostcapture.?????? 2>/dev/null | wc -l || true)
+export ANSIBLE_BECOME_ALLOW_SAME_USER=$([ "$(id -u)" = 0 ] && echo True || echo False)
+export HOSTCAPTURE_TEST_ALLOW_EMPTY_CUT_PAGE=${HOSTCAPTURE_TEST_ALLOW_EMPTY_CUT_PAGE:-0}
 
-python3 - "$work" "$leftovers_before" "$leftovers_after" "${HOSTCAPTURE_TEST_ALLOW_EMPTY_CUT_PAGE:-0}" <<'CHECK'
-import glob, json, os, sys
-work, before, after, allow_empty_cut = sys.argv[1], int(sys.argv[2]), int(sys.argv[3]), sys.argv[4] == "1"
-reports = os.path.join(work, "reports")
-failures = []
-def check(ok, what):
-    if not ok:
-        failures.append(what)
+play() { # name expected-status inventory reports-folder [ansible-playbook arguments...]
+    local name=$1 expected=$2 inventory=$3 reports=$4 status=0 start=$SECONDS
+    shift 4
+    python3 "$here/checks.py" snapshot "$work" "$reports" >"$work/$name.before.json"
+    ansible-playbook -i "$inventory" "$playbook" -e "hostcapture_reports_dir=$reports" \
+        -e "hostcapture_summary=$build/src/summary/hostcapture-summary" "$@" >"$work/$name.log" 2>&1 || status=$?
+    echo "playbook $name: exit $status, $((SECONDS - start)) s"
+    if [ "$status" != "$expected" ]; then
+        cat "$work/$name.log"
+        echo "FAIL: playbook $name exited with $status, expected $expected" >&2
+        exit 1
+    fi
+    if ! python3 "$here/checks.py" "$name" "$work" "$reports"; then
+        cat "$work/$name.log"
+        exit 1
+    fi
+}
 
-def newest(host, pattern):
-    files = sorted(glob.glob(os.path.join(reports, host, pattern)))
-    return files[-1] if files else None
+# Some hosts give no page: the playbook fails them at the end, after the summary (exit 2).
+play full 2 "$work/inventory.yml" "$work/reports"
+# A host gone from the inventory left a page long ago: --max-age (passed through) leaves it out.
+mkdir "$work/reports/retired"
+cp "$(ls "$work"/reports/healthy/2*Z.html | tail -n 1)" "$work/reports/retired/20000101T000000Z.html"
+play limit 0 "$work/inventory.yml" "$work/reports" --limit healthy,raid,localhost -e hostcapture_max_age=1d
+rm -r "$work/reports/retired"
+play check 0 "$work/inventory.yml" "$work/reports" --check --limit 'all:!gone'
+play nodeb 2 "$work/inventory.yml" "$work/reports" --limit healthy,raid -e hostcapture_deb=/nonexistent.deb
 
-for host in ("healthy", "raid", "psu", "nodaemon", "bigevents"):
-    page = newest(host, "2*Z.html")
-    check(page and open(page).read().endswith("</html>"), host + ": fetched page")
-check(os.path.exists(os.path.join(reports, "healthy", "20000101T000000Z.html")), "the earlier page is kept")
-check(newest("gone", "*.failed"), "gone: failure marker")
-check(before == after, "the page files on the hosts were removed")
+cat >"$work/unsafe.yml" <<INVENTORY
+all:
+  hosts:
+    fine: {ansible_connection: local}
+    ../escape: {ansible_connection: local}
+INVENTORY
+mkdir "$work/elsewhere"
+ln -s "$work/elsewhere" "$work/unsafe-reports"
+play unsafe 2 "$work/unsafe.yml" "$work/unsafe-reports" -e hostcapture_timeout=10m
 
-fleet = json.load(open(os.path.join(reports, "fleet.json")))
-pages = {os.path.basename(os.path.dirname(p["file"])): p for p in fleet["pages"]}
-check(sorted(pages) == sorted(["healthy", "raid", "psu", "nodaemon", "stall", "bigevents", "gone"]),
-      "every host once in fleet.json: %s" % sorted(pages))
-def group(host, title):
-    for s in pages[host]["sections"]:
-        if s["block"] == "System Health" and s["title"] == title:
-            return s["status"]["name"]
-expected = {"healthy": "normal", "raid": "warning", "psu": "error", "nodaemon": "unknown",
-            "bigevents": "warning", "gone": "unreadable"}
-for host, worst in expected.items():
-    check(pages.get(host, {}).get("worst_status") == worst,
-          "%s: worst %s, expected %s" % (host, pages.get(host, {}).get("worst_status"), worst))
-if "healthy" in pages:
-    for title in ("Environment", "Power Supply", "Mass Storage", "System Board", "Network"):
-        check(group("healthy", title) == "normal", "healthy: %s normal" % title)
-    check(pages["healthy"]["host"]["host_name"] == "alpha.example.net", "healthy: host name")
-if "raid" in pages:
-    check(group("raid", "Mass Storage") == "warning", "raid: Mass Storage warning")
-    check(group("raid", "RAID Physical Drives") == "warning", "raid: physical drives warning")
-    check(group("raid", "Power Supply") == "normal", "raid: Power Supply normal")
-if "psu" in pages:
-    check(group("psu", "Power Supply") == "error", "psu: Power Supply error")
-    check(group("psu", "Mass Storage") == "normal", "psu: Mass Storage normal")
-if "nodaemon" in pages:
-    check(group("nodaemon", "Power Supply") == "unknown", "nodaemon: statuses unknown")
-if "bigevents" in pages:
-    check(len(pages["bigevents"]["event_log"]) == 4000, "bigevents: 4000 event-log rows")
-if "gone" in pages:
-    check("could not be reached" in pages["gone"]["problem"], "gone: reported unreachable")
-stall = pages.get("stall", {})
-cut_page = newest("stall", "*-cut.html")
-if cut_page:
-    check(stall.get("readable") and stall.get("worst_status") == "unknown", "stall: cut page read as unknown")
-    check("cut short" in stall.get("problem", ""), "stall: marked as cut short")
-elif allow_empty_cut:
-    check(stall.get("worst_status") == "unreadable" and "cut short" in stall.get("problem", ""),
-          "stall: no page, reported as cut short: %s" % stall.get("problem"))
-else:
-    failures.append("stall: no page kept by the run the time bound stopped (%s)" % stall.get("problem"))
-
-check(fleet["totals"]["hosts"] == 7, "seven hosts in the totals")
-check(fleet["exit_status"] == 2, "fleet exit status 2")
-status = open(os.path.join(reports, "fleet.txt")).read()
-check(status.startswith("HOSTCAPTURE CRITICAL: 7 hosts") and "exit 2" in status, "fleet.txt: " + status)
-html = open(os.path.join(reports, "fleet.html")).read()
-for text in ("charlie.example.net", "Power Supply Units: 1 of 2, Present and failed (PSU2)",
-             "RAID Physical Drives: 1 of 2, Operational - S.M.A.R.T. Failure", ">gone<",
-             "could not be reached", 'href="psu/'):
-    check(text in html, "fleet.html shows " + text)
-check(html.find("charlie.example.net") < html.find(">gone<") < html.find("bravo.example.net")
-      < html.find("alpha.example.net"), "fleet.html: worst hosts first")
-for f in failures:
-    print("FAIL:", f)
-sys.exit(1 if failures else 0)
-CHECK
+echo "all: {}" >"$work/empty.yml"
+play empty 0 "$work/empty.yml" "$work/empty-reports"
 echo "ansible fleet test passed"
