@@ -2,37 +2,25 @@
 
 #include "CCancellation.h"
 #include "CDebug.h"
+#include "Clock.h"
 
 #include <csignal>
-#include <ctime>
+#include <cstdint>
 #include <initializer_list>
 
 namespace
 {
 // `timeout` delivers its signal twice in a row: once to the program and once to the whole
 // process group. A repeat this close to the first is the same request to stop, not a second one.
-constexpr long kRepeatWindowNs = 500L * 1000 * 1000;
+constexpr uint64_t kRepeatWindowMs = 500;
 
-timespec g_FirstSignalTime = {};
+// Set by the first signal. The handler runs with both stop signals blocked (see Install), so its
+// calls never interleave.
+uint64_t g_FirstSignalMs = 0;
 
-bool IsRepeatOfFirst()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    const long long elapsedNs = (now.tv_sec - g_FirstSignalTime.tv_sec) * 1000000000LL +
-                                (now.tv_nsec - g_FirstSignalTime.tv_nsec);
-    return elapsedNs < kRepeatWindowNs;
-}
-
-// Runs with both stop signals blocked (see Install), so its calls never interleave.
 void OnStopSignal(int signalNumber)
 {
-    if (CCancellation::Request(signalNumber))
-    {
-        clock_gettime(CLOCK_MONOTONIC, &g_FirstSignalTime);
-        return;
-    }
-    if (IsRepeatOfFirst())
+    if (StopSignals::Receive(signalNumber) != StopSignals::Response::EndNow)
         return;
     // The second signal: give up the page and end as the signal itself would.
     signal(signalNumber, SIG_DFL);
@@ -42,6 +30,18 @@ void OnStopSignal(int signalNumber)
 
 namespace StopSignals
 {
+// Async-signal-safe: the real clock's NowMs reads the monotonic clock, nothing else.
+Response Receive(int signalNumber)
+{
+    const uint64_t nowMs = CClock::Get().NowMs();
+    if (CCancellation::Request(signalNumber))
+    {
+        g_FirstSignalMs = nowMs;
+        return Response::StopRun;
+    }
+    return nowMs - g_FirstSignalMs < kRepeatWindowMs ? Response::SameRequest : Response::EndNow;
+}
+
 bool Install()
 {
     if (!CCancellation::Prepare())

@@ -15,4 +15,15 @@ namespace StopSignals
 bool Install();
 // The exit status of a run that was stopped: 128 + the signal, or 0 when no signal stopped it.
 int ExitStatus();
+
+// What a stop signal arriving now asks for: the first stops the run; a repeat within the window
+// after the first is the same request; a later one ends the program at once. The handler acts on
+// it; the time comes from the clock seam, so that the window can be checked without waiting.
+enum class Response
+{
+    StopRun,
+    SameRequest,
+    EndNow,
+};
+Response Receive(int signalNumber);
 } // namespace StopSignals

@@ -170,6 +170,66 @@ TEST(CDebug, ChangedIniFilesAreReReadAfterTheIntervalOrWhenTheClockGoesBack)
     EXPECT_EQ(debug.GetLevel(), 1u);
 }
 
+// A re-read takes a level only from a whole file that names one: a broken, level-less or removed
+// file leaves the level as it was, and a file that comes back counts as changed. A changed global
+// file sets the interval for the checks that follow.
+TEST(CDebug, ReReadsKeepTheLevelUnlessAWholeFileNamesANewOne)
+{
+    TraceTestEnv env;
+    env.UseLogDir();
+    const std::string global =
+        env.WriteIni("global_trace.ini", "[GlobalDebugSettings]\nDynamicUpdate=5\n[EndOfFile]\n");
+    const std::string app = env.WriteIni("hostcapture.ini", "[HostCapture]\nFileDebugLevel=4\n[EndOfFile]\n");
+    CFakeClock clock;
+    CScopedClock useClock(clock);
+    CDebug debug("HostCapture");
+    ASSERT_EQ(debug.GetLevel(), 4u);
+
+    struct Step
+    {
+        const char* Name;
+        const char* AppText; // nullptr: the file is removed
+        unsigned Level;
+    };
+    const Step steps[] = {
+        {"no EndOfFile marker", "[HostCapture]\nFileDebugLevel=1\n", 4},
+        {"no level", "[HostCapture]\nTraceFlags=1\n[EndOfFile]\n", 4},
+        {"other section", "[Other]\nFileDebugLevel=1\n[EndOfFile]\n", 4},
+        {"removed", nullptr, 4},
+        {"back again", "[HostCapture]\nFileDebugLevel=2\n[EndOfFile]\n", 2},
+        {"zero", "[HostCapture]\nFileDebugLevel=0\n[EndOfFile]\n", 0},
+    };
+    int shift = 0;
+    for (const Step& step : steps)
+    {
+        SCOPED_TRACE(step.Name);
+        if (step.AppText == nullptr)
+            ASSERT_EQ(unlink(app.c_str()), 0);
+        else
+        {
+            env.WriteIni("hostcapture.ini", step.AppText);
+            ASSERT_TRUE(ShiftMtime(app, shift += 10));
+        }
+        clock.AdvanceMs(5000);
+        debug.Print(5, "check");
+        EXPECT_EQ(debug.GetLevel(), step.Level);
+    }
+
+    env.WriteIni("global_trace.ini", "[GlobalDebugSettings]\nDynamicUpdate=60\n[EndOfFile]\n");
+    ASSERT_TRUE(ShiftMtime(global, 10));
+    clock.AdvanceMs(5000);
+    debug.Print(5, "check");
+    EXPECT_EQ(debug.GetDynamicUpdateInterval(), 60u);
+    env.WriteIni("hostcapture.ini", "[HostCapture]\nFileDebugLevel=3\n[EndOfFile]\n");
+    ASSERT_TRUE(ShiftMtime(app, shift += 10));
+    clock.AdvanceMs(59000);
+    debug.Print(5, "check");
+    EXPECT_EQ(debug.GetLevel(), 0u) << "the new interval has not passed";
+    clock.AdvanceMs(1000);
+    debug.Print(5, "check");
+    EXPECT_EQ(debug.GetLevel(), 3u);
+}
+
 TEST(CDebug, ConcurrentThreadsNeverMixOrLoseTheirLines)
 {
     TraceTestEnv env;

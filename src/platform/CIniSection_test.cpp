@@ -67,6 +67,37 @@ TEST(CIniSection, SectionsMatchInAnyCaseAndKeysAreFoundBySubstringSearch)
     EXPECT_EQ(ini.Value("Empty"), "After=9"); // so an empty value reaches into the next line
 }
 
+// A section is found only by a whole bracketed name before the EndOfFile marker, and a key only
+// with its "=" inside the section: neither may borrow from what follows.
+TEST(CIniSection, SectionsAndKeysThatAreNotThere)
+{
+    struct Case
+    {
+        const char* Name;
+        std::string Text;
+        bool Loaded;
+        const char* Level;
+    };
+    const Case cases[] = {
+        {"found", "[HostCapture]\nLevel=3\n[EndOfFile]", true, "3"},
+        {"other section only", "[Other]\nLevel=3\n[EndOfFile]", false, "<missing>"},
+        {"name never closed", "[HostCapture\nLevel=3\n[EndOfFile]", false, "<missing>"},
+        {"longer name", "[HostCaptureX]\nLevel=3\n[EndOfFile]", false, "<missing>"},
+        {"section only in the marker's place", "[Other]\n[HostCapture]", false, "<missing>"},
+        {"key without =", "[HostCapture]\nLevel 3\n[EndOfFile]", true, "<missing>"},
+        {"= only in the next section", "[HostCapture]\nLevel 3\n[Next]\nX=4\n[EndOfFile]", true, "<missing>"},
+        {"key only in the next section", "[HostCapture]\nA=1\n[Next]\nLevel=4\n[EndOfFile]", true,
+         "<missing>"},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.Name);
+        IniFile ini(c.Text);
+        EXPECT_EQ(ini.loaded, c.Loaded);
+        EXPECT_EQ(ini.Value("Level"), c.Level);
+    }
+}
+
 TEST(CIniSection, LongLinesAndBinaryGarbageAreReadWithoutOverflow)
 {
     std::string megabyte(1 << 20, 'x');

@@ -11,6 +11,8 @@ std::string Of(const PageFile& file, const HostPage& page)
         return page.Collection;
     if (!page.Identity.HostName.empty())
         return page.Identity.HostName;
-    return std::filesystem::path(file.Path).filename().string();
+    // A folder argument that is not there ("nosuch/") has no file name: the argument itself.
+    std::string name = std::filesystem::path(file.Path).filename().string();
+    return name.empty() ? file.Path : name;
 }
 } // namespace MetricsHost

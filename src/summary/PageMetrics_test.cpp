@@ -140,6 +140,7 @@ TEST(PageMetrics, HostIsTheCollectionOrThePagesHostName)
          page("hostcapture", "alpha.example.net"),
          "alpha.example.net"},
         {{"/tmp/pages/broken.html", "broken.html"}, page("pages", ""), "broken.html"},
+        {{"nosuch/", ""}, page("", ""), "nosuch/"},
     };
     for (const auto& c : cases)
         EXPECT_EQ(MetricsHost::Of(c.File, c.Page), c.Host) << c.File.Path;

@@ -52,15 +52,15 @@ cleanup() {
 }
 trap cleanup EXIT
 
-# Starts the simulator with a profile on a fresh system root and prints the root.
+# Starts the simulator with a profile on a fresh system root, left in sim_root (not printed: a
+# command substitution would note the pid in a subshell, and the daemon would outlive the test).
 start_sim() {
-    local root
-    root=$(mktemp -d "$tmp/root.XXXX")
-    cp -r "$top/tools/qmxd-sim/demo-root/." "$root"
-    mkdir -p "$root/var/log/plinthd"
-    "$sim" --daemon --sysroot "$root" --profile "$1" --pid-file "$root/sim.pid" >/dev/null 2>"$root/sim.err"
-    pids+=("$(cat "$root/sim.pid")")
-    echo "$root"
+    sim_root=$(mktemp -d "$tmp/root.XXXX")
+    cp -r "$top/tools/qmxd-sim/demo-root/." "$sim_root"
+    mkdir -p "$sim_root/var/log/plinthd"
+    "$sim" --daemon --sysroot "$sim_root" --profile "$1" --pid-file "$sim_root/sim.pid" >/dev/null \
+        2>"$sim_root/sim.err"
+    pids+=("$(cat "$sim_root/sim.pid")")
 }
 
 # --- 1. the units -----------------------------------------------------------------------------
@@ -84,7 +84,8 @@ exposure=$(systemd-analyze security --offline=true "$unit" 2>&1 |
 awk -v e="$exposure" 'BEGIN { exit !(e <= 2.0) }' || fail "exposure $exposure is above 2.0"
 
 # --- 2. the service's command lines under a system root ---------------------------------------
-root=$(start_sim "$top/tools/qmxd-sim/profiles/demo.json")
+start_sim "$top/tools/qmxd-sim/profiles/demo.json"
+root=$sim_root
 setting() { sed -n "s/^$1=//p" "$unit"; }
 state=$root/var/lib/$(setting StateDirectory)
 mkdir -p "$state" "$root/var/lib/prometheus/node-exporter"
@@ -141,9 +142,9 @@ promtool check rules "$rules" >/dev/null || fail "promtool check rules failed"
 # The rules' test speaks of the series the summary really writes for the test profiles.
 mkdir -p "$tmp/fleet/gone"
 for profile in healthy failed-psu degraded-raid; do
-    profile_root=$(start_sim "$top/testdata/profiles/$profile.json")
+    start_sim "$top/testdata/profiles/$profile.json"
     mkdir -p "$tmp/fleet/$profile"
-    HOSTCAPTURE_SYSROOT=$profile_root "$capture" -output "$tmp/fleet/$profile/20260101T000000Z.html" >/dev/null
+    HOSTCAPTURE_SYSROOT=$sim_root "$capture" -output "$tmp/fleet/$profile/20260101T000000Z.html" >/dev/null
 done
 printf 'host: gone\nreason: unreachable\n' >"$tmp/fleet/gone/20260101T000000Z.failed"
 "$summary" --quiet --metrics "$tmp/fleet.prom" "$tmp/fleet" "${pages[0]}" 2>/dev/null || true
@@ -248,4 +249,6 @@ warned = {key for key, value in want.items() if value == 1}
 wait("the pending warning alerts", lambda: pending() == warned or None, 30)
 print("Prometheus: %d failing members, %d readings, %d pending warning alerts" % (len(got), checked, len(warned)))
 EOF
+# Four simulators, the exporter and Prometheus, each to be stopped on the way out.
+[ "${#pids[@]}" -eq 6 ] || fail "${#pids[@]} processes noted for stopping, not 6"
 echo "Monitoring test passed: exposure $exposure, $(grep -vc '^#' "$metrics") series, $(($(date +%s) - started)) s"

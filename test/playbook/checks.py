@@ -88,7 +88,7 @@ class Step:
         for name in FLEET:
             self.check(name in self.new or name in self.changed, name + " written by this run")
         text = self.read("fleet.txt")
-        self.check(text.startswith("HOSTCAPTURE ") and " - %d hosts" % hosts in text, "fleet.txt: " + text)
+        self.check(text.startswith("HOSTCAPTURE ") and ": %d host" % hosts in text, "fleet.txt: " + text)
         self.check("exit %d\n" % exit_status in text, "fleet.txt: exit %d: %s" % (exit_status, text))
         self.check(re.search(r"^time 20\d\d-\d\d-\d\dT\d\d:\d\d:\d\dZ \(run %s," % stamp, text, re.M),
                    "fleet.txt carries the time of run %s: %s" % (stamp, text))
