@@ -1,5 +1,6 @@
 #include "FleetJson.h"
 
+#include "ChangeJson.h"
 #include "CollectionName.h"
 #include "OutputFile.h"
 #include "Utf8.h"
@@ -146,6 +147,38 @@ void Sections(JsonWriter& w, const HostPage& page)
     }
     w.EndArray();
 }
+void ChangeTotalsJson(JsonWriter& w, const ChangeTotals& totals)
+{
+    w.StartObject();
+    Key(w, "hosts_compared");
+    w.Int(totals.HostsCompared());
+    Key(w, "hosts_changed");
+    w.Int(totals.HostsChanged());
+    Key(w, "hosts_worse");
+    w.Int(totals.HostsWorse());
+    Key(w, "hosts_with_new_events");
+    w.Int(totals.HostsWithNewEvents());
+    Key(w, "other_hosts");
+    w.Int(totals.OtherHosts());
+    Key(w, "by_kind");
+    w.StartObject();
+    for (int k = 0; k < ChangeRules::kKindCount; ++k)
+    {
+        Key(w, ChangeRules::Name(static_cast<ChangeKind>(k)));
+        w.Int(totals.OfKind(static_cast<ChangeKind>(k)));
+    }
+    w.EndObject();
+    Key(w, "new_events_by_severity");
+    w.StartObject();
+    for (const auto& count : totals.NewEventsBySeverity())
+    {
+        const std::string key = Utf8::Repaired(count.first, Utf8::Controls::Keep);
+        w.Key(key.data(), static_cast<rapidjson::SizeType>(key.size()));
+        w.Int(count.second);
+    }
+    w.EndObject();
+    w.EndObject();
+}
 } // namespace
 
 struct FleetJson::Output
@@ -205,7 +238,7 @@ bool FleetJson::Open(const std::string& path)
     return true;
 }
 
-void FleetJson::AddPage(const HostPage& page)
+void FleetJson::AddPage(const HostPage& page, const HostChanges& changes)
 {
     if (!m_Out)
         return;
@@ -249,6 +282,8 @@ void FleetJson::AddPage(const HostPage& page)
     Sections(w, page);
     Key(w, "event_log");
     EventLog(w, page);
+    Key(w, "changes");
+    ChangeJson::Write(w, changes);
     w.EndObject();
 }
 
@@ -288,6 +323,8 @@ bool FleetJson::Finish(const FleetTally& tally)
         w.EndObject();
     }
     w.EndArray();
+    Key(w, "changes");
+    ChangeTotalsJson(w, tally.Changes());
     w.EndObject();
     Key(w, "worst_status");
     w.String(HostStatusRules::Name(tally.Worst()));

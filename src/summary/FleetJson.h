@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FleetTally.h"
+#include "HostChanges.h"
 #include "HostPage.h"
 
 #include <cstdio>
@@ -19,12 +20,13 @@ public:
 
     // Opens the output ("-" for standard output). False, with a reason in Error(), on failure.
     bool Open(const std::string& path);
-    void AddPage(const HostPage& page);
+    void AddPage(const HostPage& page, const HostChanges& changes = {});
     // Writes the totals and closes the output; false when anything could not be written.
     bool Finish(const FleetTally& tally);
     const std::string& Error() const { return m_Error; }
 
-    static const int kFormatVersion = 2;
+    // 3: every page carries "changes" (since the capture before it) and the totals "changes".
+    static const int kFormatVersion = 3;
 
 private:
     struct Output;

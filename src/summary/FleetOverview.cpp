@@ -29,11 +29,61 @@ const char kStyle[] =
     "td.host{padding-left:8px;white-space:nowrap}"
     ".detail{display:block;font-size:12px;color:#333}"
     ".problem{display:block;font-size:12px;color:#8a1010}"
+    ".change{display:block;font-size:12px;color:#333}"
+    "td.none{padding-left:8px;color:#777}"
     ".mismatch{display:block;font-size:12px;color:#8a1010;font-weight:700}"
     "a{color:#0645ad}"
     "@media print{body{margin:0}a{color:#000;text-decoration:none}tr{break-inside:avoid}"
     "thead{display:table-header-group}*{-webkit-print-color-adjust:exact;print-color-adjust:exact}}";
 
+// "Changed since 2026-11-24" when every compared host's older page is of one day.
+std::string ChangesHeading(const ChangeTotals& totals)
+{
+    const auto& dates = totals.SinceDates();
+    if (dates.size() == 1 && !dates.begin()->first.empty())
+        return "Changed since " + dates.begin()->first;
+    return "Changed since the previous capture";
+}
+
+std::string ChangesCell(const ChangeCell& cell, const std::string& outputPath)
+{
+    if (!cell.Compared)
+        return "<td class=\"none\">-</td>";
+    std::string html = "<td class=\"" +
+                       FleetOverview::IconClass(cell.OtherHost ? HostStatus::Unknown
+                                                : cell.Any     ? cell.Worst
+                                                               : HostStatus::NotPresent) +
+                       "\">";
+    html += cell.OtherHost ? "Another server" : cell.Any ? "Changed" : "No change";
+    html += "<span class=\"detail\">" + HtmlEscape(cell.Headline) + "</span>";
+    // Each line begins with its kind in a ten-column word ("worse     "); here it stands out.
+    for (const std::string& line : cell.Lines)
+    {
+        size_t word = line.size() > 10 ? line.find_last_not_of(' ', 9) + 1 : 0;
+        html += "<span class=\"change\"><b>" + HtmlEscape(line.substr(0, word)) + "</b> " +
+                HtmlEscape(line.size() > 10 ? line.substr(10) : line) + "</span>";
+    }
+    if (cell.MoreLines > 0)
+        html += "<span class=\"change\">and " + std::to_string(cell.MoreLines) + " more</span>";
+    if (!cell.Page.empty())
+        html += "<a class=\"detail\" href=\"" + HtmlEscape(FleetOverview::LinkTo(cell.Page, outputPath)) +
+                "\">all changes</a>";
+    return html + "</td>";
+}
+
+std::string Label(HostStatus status)
+{
+    std::string name = HostStatusRules::Name(status);
+    name[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(name[0])));
+    for (char& c : name)
+        if (c == '-')
+            c = ' ';
+    return name;
+}
+} // namespace
+
+namespace FleetOverview
+{
 // The overview's status classes reuse the report's icons; unreadable hosts show the unknown icon.
 std::string IconClass(HostStatus status)
 {
@@ -50,19 +100,6 @@ std::string IconRules()
     return css;
 }
 
-std::string Label(HostStatus status)
-{
-    std::string name = HostStatusRules::Name(status);
-    name[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(name[0])));
-    for (char& c : name)
-        if (c == '-')
-            c = ' ';
-    return name;
-}
-} // namespace
-
-namespace FleetOverview
-{
 std::string LinkTo(const std::string& page, const std::string& outputPath)
 {
     std::error_code ec;
@@ -104,7 +141,10 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
         html += "\n<span class=\"count " + IconClass(status) + "\">" + Label(status) + ": " +
                 std::to_string(tally.HostsWith(status)) + "</span>";
     }
+    bool changes = tally.Changes().HostsCompared() > 0;
     html += "\n</div>\n<table>\n<thead><tr><th>Host</th><th>Status</th>";
+    if (changes)
+        html += "<th>" + HtmlEscape(ChangesHeading(tally.Changes())) + "</th>";
     for (const std::string& group : tally.Groups())
         html += "<th>" + HtmlEscape(group) + "</th>";
     html += "</tr></thead>\n<tbody>";
@@ -133,6 +173,8 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
         if (!line.Problem.empty())
             html += "<span class=\"problem\">" + HtmlEscape(line.Problem) + "</span>";
         html += "</td>";
+        if (changes)
+            html += ChangesCell(line.Changes, outputPath);
         for (const std::string& group : tally.Groups())
         {
             auto cell = line.Groups.find(group);

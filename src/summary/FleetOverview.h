@@ -16,6 +16,11 @@ std::string Render(const FleetTally& tally, const std::string& outputPath, const
 // Writes the page into out (created for outputPath beforehand) and puts it in place.
 bool Write(const FleetTally& tally, const std::string& outputPath, OutputFile& out, std::string& error);
 
+// The report's status icons as CSS classes, and the class of a host status ("status-error";
+// unreadable hosts show the unknown icon).
+std::string IconRules();
+std::string IconClass(HostStatus status);
+
 // A relative link from the overview's folder to a page, percent-encoded for an href.
 std::string LinkTo(const std::string& page, const std::string& outputPath);
 } // namespace FleetOverview

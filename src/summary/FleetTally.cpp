@@ -90,8 +90,9 @@ GroupCell FleetTally::DescribeGroup(const HostPage& page, const std::string& gro
     return cell;
 }
 
-void FleetTally::Add(const HostPage& page)
+void FleetTally::Add(const HostPage& page, const HostChanges& changes, const std::string& changePage)
 {
+    m_Changes.Add(changes);
     HostLine line;
     line.File = page.File;
     line.Collection = page.Collection;
@@ -102,6 +103,8 @@ void FleetTally::Add(const HostPage& page)
     line.TimeStamp = page.Identity.TimeStamp;
     line.Problem = page.Problem;
     line.Worst = HostStatusRules::PageWorst(page);
+    line.Changes = ChangeCell::Of(changes);
+    line.Changes.Page = changePage;
     ++m_PerStatus[static_cast<int>(line.Worst)];
     for (const PageSection& section : page.Sections)
     {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ChangeSummary.h"
+#include "HostChanges.h"
 #include "HostPage.h"
 #include "HostStatus.h"
 
@@ -27,6 +29,7 @@ struct HostLine
     std::string Problem;
     HostStatus Worst = HostStatus::Unreadable;
     std::map<std::string, GroupCell> Groups;
+    ChangeCell Changes; // since the capture before this one
 };
 
 // Failing table rows of one kind of member (the title of the section that lists them).
@@ -42,7 +45,8 @@ struct FailingCount
 class FleetTally
 {
 public:
-    void Add(const HostPage& page);
+    // changePage: where the host's change page was written (empty when none was).
+    void Add(const HostPage& page, const HostChanges& changes = {}, const std::string& changePage = {});
     // A page left out because it is older than maxAge seconds (--max-age).
     void LeaveOut(long long maxAge)
     {
@@ -60,6 +64,7 @@ public:
     // Worst host first; equal hosts by folder, then claimed host name, then file.
     std::vector<HostLine> SortedLines() const;
     HostStatus Worst() const;
+    const ChangeTotals& Changes() const { return m_Changes; }
     // The monitoring exit status of the whole run: that of its worst host; 3 without any host.
     int ExitCode() const;
 
@@ -70,6 +75,7 @@ private:
     int m_PerStatus[HostStatusRules::kCount] = {};
     std::map<std::string, FailingCount> m_Failing;
     std::vector<std::string> m_Groups;
+    ChangeTotals m_Changes;
     int m_LeftOut = 0;
     long long m_MaxAge = 0;
 };

@@ -125,6 +125,19 @@ std::string PluginStatus::Text(const FleetTally& tally, int exitCode) const
         if (count > 0)
             text += ", " + std::to_string(count) + " " + HostStatusRules::Name(static_cast<HostStatus>(s));
     }
+    // What is new since each host's capture before: the news a check may alert on.
+    const ChangeTotals& changes = tally.Changes();
+    int newEvents = 0;
+    for (const auto& count : changes.NewEventsBySeverity())
+        newEvents += count.second;
+    if (changes.HostsCompared() > 0)
+    {
+        text += "; since the previous capture: " + std::to_string(changes.HostsChanged()) + " changed (" +
+                std::to_string(changes.HostsWorse()) + " worse), " + std::to_string(newEvents) +
+                " new event-log entries";
+        if (changes.OtherHosts() > 0)
+            text += ", " + std::to_string(changes.OtherHosts()) + " another server";
+    }
     text += " |";
     std::string hosts = std::to_string(tally.Hosts());
     text += Perf("hosts", tally.Hosts(), "", "");
@@ -134,6 +147,12 @@ std::string PluginStatus::Text(const FleetTally& tally, int exitCode) const
         int code = HostStatusRules::ExitCode(status);
         text += Perf(HostStatusRules::Name(status), tally.HostsWith(status), code == 1 ? "0" : "",
                      code == 2 ? "0" : "", hosts);
+    }
+    if (changes.HostsCompared() > 0)
+    {
+        text += Perf("hosts changed", changes.HostsChanged(), "", "", hosts);
+        text += Perf("hosts worse", changes.HostsWorse(), "", "", hosts);
+        text += Perf("new event-log entries", newEvents, "", "");
     }
     for (const auto& kind : tally.FailingMembers())
     {

@@ -11,6 +11,13 @@ adapters and 10,000 event-log records:
 
   python3 make_profile.py --raid-adapters 4 --physical-drives 1000 --event-records 10000 -o /tmp/big.json
 
+Further options change the server in known ways, so that two captures differ exactly there (the
+summary's change tests use such a pair):
+
+  python3 make_profile.py --power-supplies 1 --event-records 30 -o before.json
+  python3 make_profile.py --failed-drive --missing-dimm DIMM-1C --bios "V5.0.0.16 R1.23.0 for D3893-B1x" \
+      --warmer CPU1=12 --event-records 50 -o after.json
+
 Every group and section status is the worst status among its rows and sub-sections, so the
 page never shows a green section over a warning row. The output is deterministic: the same
 options give the same file.
@@ -60,7 +67,10 @@ class Profile:
         self.answer(oc, oe, oi, value)
 
 
-def system_information(p):
+DEFAULT_BIOS = "V5.0.0.14 R1.22.0 for D3893-B1x"
+
+
+def system_information(p, bios):
     p.string(0x0C00, "RX-9000 M2", 0x0608)            # model
     p.string(0x0C00, "YM4K002137", 0x0600)            # serial number
     p.string(0x0C00, "CHS-5520-0417", 0x0108)         # chassis id
@@ -69,7 +79,7 @@ def system_information(p):
     p.number(0xE001, 31536000 + 187 * 86400 + 5 * 3600 + 42 * 60, 0x1010)  # power-on seconds
     p.string(0x0C00, "BS2301-44871", 0x0200)          # board serial number
     p.string(0x0C00, "D3893-B13 GS1", 0x0201)         # board ident number
-    p.string(0x0C00, "V5.0.0.14 R1.22.0 for D3893-B1x", 0xA006)  # BIOS
+    p.string(0x0C00, bios, 0xA006)                     # BIOS
     p.string(0x0C00, "Debian GNU/Linux 12 (bookworm)", 0xA708)  # operating system
     p.number(0x011E, 12 * 86400 + 3 * 3600 + 17 * 60 + 9)  # uptime seconds
     p.string(0xE107, "rack07-node3.example.net")       # host name
@@ -90,7 +100,7 @@ def group_statuses(p, sections):
         p.number(0x2301, worst([s for (g, _), s in sections.items() if g == group]), group)
 
 
-def environment(p):
+def environment(p, warmer):
     # The report shows fan code 1 as OK, 3 as Pre-Fail (a warning), 0 as Disabled (not present);
     # temperature code 6 as OK and 7 as Warning.
     fan_status = {0: NOT_COUNTED, 1: NORMAL, 3: WARNING}
@@ -112,6 +122,7 @@ def environment(p):
                ("PSU1", 6, 36, 5), ("PSU2", 6, 37, 5)]
     p.number(0x0400, len(sensors))
     for i, (name, status, degrees, kind) in enumerate(sensors):
+        degrees += warmer.get(name, 0)
         p.answer(0x0401, 0, i, status)
         p.answer(0x0402, 0, i, degrees)
         p.answer(0x0403, 0, i, kind)
@@ -120,8 +131,8 @@ def environment(p):
             (0, 2): worst(temperature_status[t[1]] for t in sensors)}
 
 
-def power_supplies(p):
-    units = [("PSU1", 1, 800, 214), ("PSU2", 1, 800, 198)]
+def power_supplies(p, count):
+    units = [("PSU1", 1, 800, 214), ("PSU2", 1, 800, 198)][:count]
     p.number(0x0500, len(units))
     for i, (name, status, nominal, current) in enumerate(units):
         p.answer(0x0501, 0, i, status)
@@ -136,7 +147,7 @@ def threshold_word(minimum, maximum):
     return ((maximum & 0xFFFF) << 16) | (minimum & 0xFFFF)
 
 
-def system_board(p):
+def system_board(p, missing_dimms):
     # name, status code, current, minimum, maximum (hundredths of a volt)
     voltages = [("BATT 3.0V", 1, 302, 250, 340), ("STBY 12V", 1, 1205, 1100, 1300),
                 ("MAIN 12V", 1, 1198, 1100, 1300), ("MAIN 5V", 1, 503, 460, 540),
@@ -152,6 +163,7 @@ def system_board(p):
 
     memory = []  # module statuses: code 1 OK, 5 Pre-Failure (a warning), empty slots not counted
     sockets = ["DIMM-1A", "DIMM-1B", "DIMM-1C", "DIMM-1D", "DIMM-2A", "DIMM-2B", "DIMM-2C", "DIMM-2D"]
+    sockets = [s for s in sockets if s not in missing_dimms]  # modules the controller no longer sees
     p.number(0x0700, len(sockets))
     for i, name in enumerate(sockets):
         p.answer(0x0702, 0, i, name)
@@ -199,7 +211,7 @@ def adapters(p):
     return {(5, 0): NORMAL}
 
 
-def raid(p, adapter_count, physical_drives):
+def raid(p, adapter_count, physical_drives, failed_drive):
     p.string(0x0C00, "7.14.0.5", 0xAA03)  # RAID manager version
     p.number(0x2120, 1)                   # manager overall status code: OK
     p.number(0x21DF, 0)
@@ -227,6 +239,9 @@ def raid(p, adapter_count, physical_drives):
             physical.append(WARNING if smart else NORMAL)
             if a == 1 and d == 2:
                 status = 6  # rebuilding
+            if failed_drive and a == 0 and d == 0:
+                status = 11  # failed
+            physical[-1] = ERROR if status == 11 else physical[-1]
             p.answer(0x2131, a, d, status)
             p.answer(0x2132, a, d, smart)
             p.answer(0x2133, a, d, "%s (%d)" % ("NVMe SSD 1.92TB" if nvme else "SAS HDD 1.2TB 10K", d))
@@ -334,6 +349,14 @@ def main():
     parser.add_argument("--physical-drives", type=int, default=10, metavar="N",
                         help="physical drives, spread evenly over the RAID adapters (default 10)")
     parser.add_argument("--event-records", type=int, default=300, metavar="N", help="event-log records (default 300)")
+    parser.add_argument("--bios", default=DEFAULT_BIOS, metavar="TEXT", help="BIOS version text")
+    parser.add_argument("--power-supplies", type=int, default=2, choices=[0, 1, 2],
+                        help="power supply units present (default 2)")
+    parser.add_argument("--failed-drive", action="store_true", help="the first drive of adapter 0 has failed")
+    parser.add_argument("--missing-dimm", action="append", default=[], metavar="SOCKET",
+                        help="leave this memory socket out of the module list (repeatable)")
+    parser.add_argument("--warmer", action="append", default=[], metavar="SENSOR=DEGREES",
+                        help="raise one temperature sensor's reading (repeatable)")
     parser.add_argument("-o", "--output", metavar="FILE", help="output file (default: standard output)")
     parser.add_argument("--catalogue", metavar="FILE",
                         help="also write the event-message catalogue (ERRMSG.XML) with the event texts")
@@ -341,14 +364,22 @@ def main():
     if options.raid_adapters < 1 or options.physical_drives < 0 or options.event_records < 0:
         parser.error("counts must not be negative and at least one RAID adapter is needed")
 
+    warmer = {}
+    for item in options.warmer:
+        name, _, degrees = item.partition("=")
+        try:
+            warmer[name] = int(degrees)
+        except ValueError:
+            parser.error("--warmer needs SENSOR=DEGREES, not %s" % item)
+
     p = Profile()
-    system_information(p)
+    system_information(p, options.bios)
     sections = {}
-    sections.update(environment(p))
-    sections.update(power_supplies(p))
-    sections.update(system_board(p))
+    sections.update(environment(p, warmer))
+    sections.update(power_supplies(p, options.power_supplies))
+    sections.update(system_board(p, options.missing_dimm))
     sections.update(adapters(p))
-    sections.update(raid(p, options.raid_adapters, options.physical_drives))
+    sections.update(raid(p, options.raid_adapters, options.physical_drives, options.failed_drive))
     group_statuses(p, sections)
     event_log(p, options.event_records)
 
