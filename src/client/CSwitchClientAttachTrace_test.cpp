@@ -5,7 +5,7 @@
 #include "ClientTestSupport.h"
 #include "GoldenFile.h"
 #include "JsonTransport.h"
-#include "TraceTestEnv.h"
+#include "TraceCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -56,15 +56,11 @@ TEST(GoldenAttachTrace, RetryAndTimeoutLinesMatchTheCheckedInTrace)
 {
     TempDir root;
     ScopedEnv sysroot("HOSTCAPTURE_SYSROOT", root.Path().c_str());
-    const std::string logs = root.Path() + "/logs";
-    MakeDirs(logs);
-    // Level 3: errors, warnings and retries, in a log file of the test's own.
-    std::optional<ScopedEnv> level{std::in_place, "TM_LOG_DEBUG_LEVEL", "3"};
-    std::optional<ScopedEnv> dir{std::in_place, "TM_LOG_RINGBUF_DIR", logs.c_str()};
-    g_Debug.Init("HostCapture");
-
     CFakeClock clock;
+    Lines messages;
     {
+        // Level 3: errors, warnings and retries, in a log file of the test's own.
+        TraceCapture trace(root.Path() + "/logs", "3");
         CScopedClock scoped(clock);
         CSwitchClient client;
         EXPECT_FALSE(client.Attach(nullptr)); // no front-end
@@ -76,13 +72,8 @@ TEST(GoldenAttachTrace, RetryAndTimeoutLinesMatchTheCheckedInTrace)
         ASSERT_GE(native, 0);
         EXPECT_FALSE(client.Attach(nullptr)); // ready, but no JSON socket
         close(native);
+        messages = trace.All();
     }
-    const std::string logFile = g_Debug.GetLogFilePath();
-    level.reset();
-    dir.reset();
-    g_Debug.Init("HostCapture");
-
-    Lines messages = Messages(logFile);
     static const std::regex threadId("thrId=0x[0-9A-F]{8}");
     for (std::string& message : messages)
     {

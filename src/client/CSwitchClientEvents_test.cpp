@@ -8,7 +8,7 @@
 #include "JsonTransport.h"
 #include "SimProcess.h"
 #include "SysPath.h"
-#include "TraceTestEnv.h"
+#include "TraceCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -81,34 +81,6 @@ std::string EventJson(uint32_t oi)
 {
     return R"({"SIP": {"V": 1, "CMD": [{"OC": 4660, "OI": )" + std::to_string(oi) + R"(, "ST": 0}]}})";
 }
-
-// Sends the trace output to a log file at level 5 while the object lives.
-class TraceCapture
-{
-public:
-    explicit TraceCapture(const std::string& dir)
-    {
-        MakeDirs(dir);
-        m_Level.emplace("TM_LOG_DEBUG_LEVEL", "5");
-        m_Dir.emplace("TM_LOG_RINGBUF_DIR", dir.c_str());
-        g_Debug.Init("HostCapture");
-    }
-    ~TraceCapture()
-    {
-        m_Dir.reset();
-        m_Level.reset();
-        g_Debug.Init("HostCapture");
-    }
-    Lines All() const { return Messages(g_Debug.GetLogFilePath()); }
-    size_t Count(const std::string& message) const
-    {
-        Lines lines = All();
-        return static_cast<size_t>(std::count(lines.begin(), lines.end(), message));
-    }
-
-private:
-    std::optional<ScopedEnv> m_Level, m_Dir;
-};
 
 class SwitchClientEventsTest : public ::testing::Test
 {

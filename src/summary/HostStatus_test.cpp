@@ -1,21 +1,13 @@
 #include "FleetTally.h"
 #include "HostStatus.h"
 #include "PageReader.h"
+#include "SummaryTestPages.h"
 
 #include <gtest/gtest.h>
 
 namespace
 {
-PageSection Health(const std::string& group, const std::string& title, ReportStatus status, int level = 2)
-{
-    PageSection section;
-    section.Block = HostStatusRules::kHealthBlock;
-    section.Group = group;
-    section.Title = title;
-    section.Level = level;
-    section.Status = status;
-    return section;
-}
+using SummaryTestPages::Health;
 
 HostPage ReadablePage(std::vector<PageSection> sections)
 {

@@ -1,32 +1,14 @@
 #include "CutText.h"
 #include "PageComparison.h"
+#include "SummaryTestPages.h"
 #include "TableComparison.h"
 
 #include <gtest/gtest.h>
 
 namespace
 {
-PageRow Row(ReportStatus status, const std::string& text, std::vector<std::string> cells)
-{
-    PageRow row;
-    row.Status = status;
-    row.Text = text;
-    row.Cells = std::move(cells);
-    return row;
-}
-
-PageSection Section(const std::string& block, const std::string& group, const std::string& title, int level,
-                    ReportStatus status, std::vector<PageTable> tables = {})
-{
-    PageSection section;
-    section.Block = block;
-    section.Group = group;
-    section.Title = title;
-    section.Level = level;
-    section.Status = status;
-    section.Tables = std::move(tables);
-    return section;
-}
+using SummaryTestPages::Row;
+using SummaryTestPages::Section;
 
 // A page with an identity block and one health section holding one table.
 HostPage Page(const PageTable& table, ReportStatus sectionStatus = StatusNormal,

@@ -2,41 +2,11 @@
 #include "MetricsHost.h"
 #include "MetricsWriter.h"
 #include "PageMetrics.h"
+#include "SummaryTestPages.h"
 
 #include <gtest/gtest.h>
 
-#include <map>
-#include <sstream>
-
-namespace
-{
-// A table row by its parts, whatever else a row may come to hold.
-PageRow Row(ReportStatus status, const std::string& text, const std::vector<std::string>& cells)
-{
-    PageRow row;
-    row.Status = status;
-    row.Text = text;
-    row.Cells = cells;
-    return row;
-}
-
-// Series text ("name{labels}") to value text, as the file holds them.
-std::map<std::string, std::string> Series(const std::string& text)
-{
-    std::map<std::string, std::string> series;
-    std::istringstream lines(text);
-    std::string line;
-    while (std::getline(lines, line))
-    {
-        if (line.empty() || line[0] == '#')
-            continue;
-        size_t space = line.rfind(' ');
-        series[line.substr(0, space)] = line.substr(space + 1);
-    }
-    return series;
-}
-
-} // namespace
+using namespace SummaryTestPages;
 
 // Rows the page carries for what it could not show, and names it had to cut.
 TEST(PageMetrics, LeftOutRowsCutTextsRepeatedNamesAndMissingValues)
@@ -44,12 +14,7 @@ TEST(PageMetrics, LeftOutRowsCutTextsRepeatedNamesAndMissingValues)
     HostPage page;
     page.Readable = true;
     page.Identity.TimeStamp = "not a date";
-    PageSection drives;
-    drives.Block = HostStatusRules::kHealthBlock;
-    drives.Group = "Mass Storage";
-    drives.Title = "RAID Physical Drives";
-    drives.Level = 2;
-    drives.Status = StatusUnknown;
+    PageSection drives = Health("Mass Storage", "RAID Physical Drives", StatusUnknown);
     PageTable table;
     table.Headings = {"Status", "Adapter ID", "Designation", "Size (GByte)"};
     const std::string longName = std::string(5000, 'd') + " [cut: 59995904 bytes]";
@@ -59,10 +24,8 @@ TEST(PageMetrics, LeftOutRowsCutTextsRepeatedNamesAndMissingValues)
                   Row(StatusUnknown, "Unknown", {"1", longName, "2"}),
                   Row(StatusUnknown, "4096 more left out, and those of 3 more adapters", {"", "", ""})};
     drives.Tables.push_back(table);
-    PageSection log;
-    log.Block = HostStatusRules::kHealthBlock;
-    log.Group = log.Title = HostStatusRules::kEventLogTitle;
-    log.Status = StatusNotPresent;
+    PageSection log =
+        Health(HostStatusRules::kEventLogTitle, HostStatusRules::kEventLogTitle, StatusNotPresent);
     PageTable events;
     events.Headings = {"Status", "Error Code", "Timestamp", "Message"};
     events.Rows = {Row(StatusError, "Critical", {"0x0001", "2026/11/20 10:00:00", "a"}),

@@ -2,6 +2,7 @@
 
 #include "FleetTally.h"
 #include "HostStatus.h"
+#include "SummaryTestPages.h"
 
 #include <gtest/gtest.h>
 
@@ -10,15 +11,8 @@
 
 namespace
 {
-// A table row by its parts, whatever else a row may come to hold.
-PageRow Row(ReportStatus status, const std::string& text, const std::vector<std::string>& cells)
-{
-    PageRow row;
-    row.Status = status;
-    row.Text = text;
-    row.Cells = cells;
-    return row;
-}
+using SummaryTestPages::Health;
+using SummaryTestPages::Row;
 
 HostPage Page(const std::string& host, ReportStatus memberStatus, const std::string& member = "PSU2",
               const std::string& text = "Present and failed")
@@ -26,14 +20,8 @@ HostPage Page(const std::string& host, ReportStatus memberStatus, const std::str
     HostPage page;
     page.Readable = true;
     page.Identity.HostName = host;
-    PageSection group;
-    group.Block = HostStatusRules::kHealthBlock;
-    group.Group = group.Title = "Power Supply";
-    group.Level = 1;
-    group.Status = memberStatus == StatusNormal ? StatusNormal : memberStatus;
-    PageSection units = group;
-    units.Title = "Power Supply Units";
-    units.Level = 2;
+    PageSection group = Health("Power Supply", "Power Supply", memberStatus, 1);
+    PageSection units = Health("Power Supply", "Power Supply Units", memberStatus);
     PageTable table;
     table.Headings = {"Status", "Designation", "Nominal Power (W)"};
     table.Rows = {Row(StatusNormal, "OK", {"PSU1", "800"}), Row(memberStatus, text, {member, "800"})};

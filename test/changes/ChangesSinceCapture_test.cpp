@@ -14,10 +14,7 @@
 // the event log has 20 more records (5 critical, 3 major, 6 minor, 6 informational).
 namespace
 {
-ProgramRun Summary(const std::vector<std::string>& args, const std::string& dir)
-{
-    return RunProgram(HOSTCAPTURE_SUMMARY_EXECUTABLE, args, dir);
-}
+using GeneratedPages::Summary;
 
 std::string Before()
 {
@@ -32,14 +29,8 @@ std::string After()
 // A second capture of a profile, run separately from the one GeneratedPages keeps.
 std::string Recapture(const std::string& profile, const TempDir& dir)
 {
-    TempDir root;
-    SimProcess sim(root.Path());
-    EXPECT_TRUE(sim.Start(GeneratedPages::TestProfile(profile))) << sim.Error();
-    std::string page = dir.File("again/" + profile + ".html");
-    ProgramRun run = RunProgram(HOSTCAPTURE_EXECUTABLE, {"-output", page}, dir.Path(),
-                                {{"HOSTCAPTURE_SYSROOT", root.Path()}});
-    EXPECT_EQ(run.exitStatus, 0) << run.errors;
-    return page;
+    return GeneratedPages::Capture(GeneratedPages::TestProfile(profile),
+                                   dir.File("again/" + profile + ".html"), dir.Path());
 }
 
 rapidjson::Document Json(const std::string& text)

@@ -107,12 +107,3 @@ TEST(PageReaderOnWrittenPages, IdentitySectionsTablesAndEventLog)
     EXPECT_EQ(cell.Status, HostStatus::Error);
     EXPECT_EQ(cell.Detail, "Power Supply Units: 1 of 2, Present and failed (PSU2)");
 }
-
-// Without a daemon every health section is unknown: the host is unknown, not unreadable.
-TEST(PageReaderOnWrittenPages, PageWithoutDaemonIsReadableAndUnknown)
-{
-    HostPage page = Read("no-daemon");
-    EXPECT_TRUE(page.Identity.HostName.empty());
-    EXPECT_EQ(HostStatusRules::PageWorst(page), HostStatus::Unknown);
-    EXPECT_EQ(HostStatusRules::ExitCode(HostStatusRules::PageWorst(page)), 3);
-}

@@ -25,30 +25,42 @@ inline std::string TestProfile(const std::string& name)
     return std::string(HOSTCAPTURE_SOURCE_DIR) + "/testdata/profiles/" + name + ".json";
 }
 
+// Runs HostCapture into page against the simulator started with profileFile ("" for no daemon
+// at all); the page's path, or empty (and a test failure) when it could not be made.
+inline std::string Capture(const std::string& profileFile, const std::string& page, const std::string& dir)
+{
+    TempDir root;
+    SimProcess sim(root.Path());
+    if (!profileFile.empty() && !sim.Start(profileFile))
+    {
+        ADD_FAILURE() << profileFile << ": " << sim.Error();
+        return {};
+    }
+    ProgramRun run =
+        RunProgram(HOSTCAPTURE_EXECUTABLE, {"-output", page}, dir, {{"HOSTCAPTURE_SYSROOT", root.Path()}});
+    if (run.exitStatus != 0)
+    {
+        ADD_FAILURE() << "HostCapture failed on " << profileFile << ": " << run.errors;
+        return {};
+    }
+    return page;
+}
+
 // The path of a page written from testdata/profiles/<profile>.json; "no-daemon" runs HostCapture
-// without any daemon. Empty (and a test failure) when it could not be made.
+// without any daemon. Made once per test program.
 inline std::string Page(const std::string& profile)
 {
     static std::map<std::string, std::string> made;
     auto known = made.find(profile);
-    if (known != made.end())
-        return known->second;
-    TempDir root;
-    SimProcess sim(root.Path());
-    if (profile != "no-daemon" && !sim.Start(TestProfile(profile)))
-    {
-        ADD_FAILURE() << profile << ": " << sim.Error();
-        return {};
-    }
-    std::string page = Folder().File("pages/" + profile + ".html");
-    ProgramRun run = RunProgram(HOSTCAPTURE_EXECUTABLE, {"-output", page}, Folder().Path(),
-                                {{"HOSTCAPTURE_SYSROOT", root.Path()}});
-    if (run.exitStatus != 0)
-    {
-        ADD_FAILURE() << "HostCapture failed on " << profile << ": " << run.errors;
-        return {};
-    }
-    made[profile] = page;
-    return page;
+    if (known == made.end())
+        known = made.emplace(profile, Capture(profile == "no-daemon" ? "" : TestProfile(profile),
+                                              Folder().File("pages/" + profile + ".html"), Folder().Path()))
+                    .first;
+    return known->second;
+}
+
+inline ProgramRun Summary(const std::vector<std::string>& args, const std::string& dir)
+{
+    return RunProgram(HOSTCAPTURE_SUMMARY_EXECUTABLE, args, dir);
 }
 } // namespace GeneratedPages

@@ -7,47 +7,22 @@
 #include "MetricsWriter.h"
 #include "PageMetrics.h"
 #include "PageReader.h"
+#include "SummaryTestPages.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <map>
-#include <sstream>
 
 namespace
 {
-// Series text ("name{labels}") to value text, as the file holds them.
-std::map<std::string, std::string> Series(const std::string& text)
-{
-    std::map<std::string, std::string> series;
-    std::istringstream lines(text);
-    std::string line;
-    while (std::getline(lines, line))
-    {
-        if (line.empty() || line[0] == '#')
-            continue;
-        size_t space = line.rfind(' ');
-        series[line.substr(0, space)] = line.substr(space + 1);
-    }
-    return series;
-}
+using SummaryTestPages::Series;
 
 std::string Demo()
 {
-    static std::string page;
-    if (!page.empty())
-        return page;
-    TempDir root;
-    SimProcess sim(root.Path());
-    if (!sim.Start(SimProcess::ShippedProfile("demo.json")))
-    {
-        ADD_FAILURE() << sim.Error();
-        return {};
-    }
-    page = GeneratedPages::Folder().File("pages/demo.html");
-    ProgramRun run = RunProgram(HOSTCAPTURE_EXECUTABLE, {"-output", page}, GeneratedPages::Folder().Path(),
-                                {{"HOSTCAPTURE_SYSROOT", root.Path()}});
-    EXPECT_EQ(run.exitStatus, 0) << run.errors;
+    static const std::string page = GeneratedPages::Capture(SimProcess::ShippedProfile("demo.json"),
+                                                            GeneratedPages::Folder().File("pages/demo.html"),
+                                                            GeneratedPages::Folder().Path());
     return page;
 }
 

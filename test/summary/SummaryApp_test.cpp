@@ -10,10 +10,7 @@
 
 namespace
 {
-ProgramRun Summary(const std::vector<std::string>& args, const std::string& dir)
-{
-    return RunProgram(HOSTCAPTURE_SUMMARY_EXECUTABLE, args, dir);
-}
+using GeneratedPages::Summary;
 
 // A folder of hosts, one subfolder each, holding copies of generated pages.
 std::string Fleet(const TempDir& dir, const std::vector<std::pair<std::string, std::string>>& hosts)

@@ -15,10 +15,7 @@
 
 namespace
 {
-ProgramRun Summary(const std::vector<std::string>& args, const std::string& dir)
-{
-    return RunProgram(HOSTCAPTURE_SUMMARY_EXECUTABLE, args, dir);
-}
+using GeneratedPages::Summary;
 
 std::string Page(const std::string& profile)
 {
