@@ -59,6 +59,8 @@ TEST(SummaryFleet, EachKindOfPageAndItsOutcome)
 {
     const std::string healthy = Page("healthy");
     ASSERT_FALSE(healthy.empty());
+    const std::string fresh = "b/" + Stamp(1) + ".html", old = "b/" + Stamp(24 * 40) + ".html";
+    const std::vector<std::string> maxAge = {"--max-age", "30d"};
     struct Case
     {
         const char* Kind;
@@ -69,22 +71,10 @@ TEST(SummaryFleet, EachKindOfPageAndItsOutcome)
         const char* Line;
         const char* Message; // on standard error ("" : none)
     } cases[] = {
-        {"whole",
-         "b/" + Stamp(1) + ".html",
-         Page("degraded-raid"),
-         {},
-         1,
-         "2 hosts, 1 warning, 1 normal",
-         ""},
+        {"whole", fresh, Page("degraded-raid"), {}, 1, "2 hosts, 1 warning, 1 normal", ""},
         {"cut by the time bound", "b/" + Stamp(1) + "-cut.html", healthy, {}, 3, "2 hosts, 1 unknown", ""},
-        {"cut off",
-         "b/" + Stamp(1) + ".html",
-         healthy.substr(0, healthy.size() / 3),
-         {},
-         3,
-         "2 hosts, 1 unreadable",
-         "cut off"},
-        {"empty", "b/" + Stamp(1) + ".html", "", {}, 3, "2 hosts, 1 unreadable", "empty"},
+        {"cut off", fresh, healthy.substr(0, healthy.size() / 3), {}, 3, "2 hosts, 1 unreadable", "cut off"},
+        {"empty", fresh, "", {}, 3, "2 hosts, 1 unreadable", "empty"},
         {"run failed",
          "b/" + Stamp(1) + ".failed",
          "host: b\nreason: unreachable\n",
@@ -106,26 +96,10 @@ TEST(SummaryFleet, EachKindOfPageAndItsOutcome)
          0,
          "1 host, 1 normal",
          ""},
-        {"stale",
-         "b/" + Stamp(24 * 40) + ".html",
-         Page("failed-psu"),
-         {"--max-age", "30d"},
-         0,
-         "1 host, 1 normal",
+        {"stale", old, Page("failed-psu"), maxAge, 0, "1 host, 1 normal", "1 pages older than 30d left out"},
+        {"stale and cut off", old, "<!DOCTYPE html>", maxAge, 0, "1 host, 1 normal",
          "1 pages older than 30d left out"},
-        {"stale and cut off",
-         "b/" + Stamp(24 * 40) + ".html",
-         "<!DOCTYPE html>",
-         {"--max-age", "30d"},
-         0,
-         "1 host, 1 normal",
-         "1 pages older than 30d left out"},
-        {"fresh enough",
-         "b/" + Stamp(24 * 20) + ".html",
-         Page("failed-psu"),
-         {"--max-age", "30d"},
-         2,
-         "2 hosts, 1 error",
+        {"fresh enough", "b/" + Stamp(24 * 20) + ".html", Page("failed-psu"), maxAge, 2, "2 hosts, 1 error",
          ""},
     };
     for (const Case& c : cases)
