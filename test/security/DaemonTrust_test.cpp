@@ -94,13 +94,10 @@ TEST_F(DaemonTrustTest, ADaemonOfAnotherUserIsNotAsked)
 
     TempDir logs;
     const std::string page = m_Secret.Path() + "/page.html";
-    StartedProgram asRoot(HOSTCAPTURE_EXECUTABLE, {"-output", page}, m_Secret.Path(),
-                          {{"HOSTCAPTURE_SYSROOT", sysroot.Path()},
-                           {"TM_LOG_RINGBUF_DIR", logs.Path()},
-                           {"TM_LOG_DEBUG_LEVEL", "4"}});
-    ASSERT_TRUE(asRoot.Wait(kRunLimitMs));
-    EXPECT_EQ(0, asRoot.ExitStatus());
-    EXPECT_NE(std::string::npos, asRoot.Output().find(kConnectFailure)) << asRoot.Output();
+    const Result asRoot = RunOn(sysroot.Path(), {"-output", page}, m_Secret.Path(),
+                                {{"TM_LOG_RINGBUF_DIR", logs.Path()}, {"TM_LOG_DEBUG_LEVEL", "4"}});
+    EXPECT_EQ(0, asRoot.exitStatus);
+    EXPECT_NE(std::string::npos, asRoot.output.find(kConnectFailure)) << asRoot.output;
     EXPECT_EQ(std::string::npos, ReadFile(page).find(kDemoText));
     EXPECT_NE(std::string::npos, ReadFile(logs.Path() + "/log.hostcapture").find("runs as uid 65534"));
     EXPECT_EQ("", ReadFile(served + "/qmxd-sim.requests.jsonl")) << "not even the channel-init";
@@ -143,17 +140,7 @@ TEST_F(DaemonTrustTest, ASystemRootOthersCanChangeHoldsNoDaemon)
         ASSERT_EQ(0, chown(root.Path().c_str(), test.owner, test.owner));
         ASSERT_EQ(0, chmod(root.Path().c_str(), test.mode));
 
-        const Result run = [&]
-        {
-            StartedProgram program(HOSTCAPTURE_EXECUTABLE, {"-output", "page.html"}, m_Secret.Path(),
-                                   {{"HOSTCAPTURE_SYSROOT", root.Path()}});
-            Result result;
-            if (program.Wait(kRunLimitMs))
-                result.exitStatus = program.ExitStatus();
-            result.output = program.Output();
-            result.errors = program.Errors();
-            return result;
-        }();
+        const Result run = RunOn(root.Path(), {"-output", "page.html"}, m_Secret.Path());
         EXPECT_EQ(0, run.exitStatus);
         EXPECT_NE(std::string::npos, run.output.find(kConnectFailure)) << run.output;
         EXPECT_NE(std::string::npos, run.errors.find("HOSTCAPTURE_SYSROOT \"" + root.Path() +

@@ -154,10 +154,8 @@ TEST_F(OutputFileTest, ALockHeldByAReaderDoesNotStallTheRun)
             return fd >= 0 && flock(fd, LOCK_SH) == 0; // kept until the holder ends
         });
     ASSERT_TRUE(reader.IsReady());
-    StartedProgram program(HOSTCAPTURE_EXECUTABLE, {"-output", name}, m_Home.Path(),
-                           {{"HOSTCAPTURE_SYSROOT", m_Sysroot.Path()}});
-    ASSERT_TRUE(program.Wait(20000)) << "the run waits for a lock that a reader holds";
-    EXPECT_EQ(0, program.ExitStatus()) << program.Output();
+    const Result run = Run({"-output", name}, m_Home.Path());
+    EXPECT_EQ(0, run.exitStatus) << "-2: the run waits for a lock that a reader holds\n" << run.output;
     EXPECT_TRUE(IsCompletePage(ReadFile(name)));
 }
 

@@ -41,7 +41,14 @@ protected:
     Result Run(const std::vector<std::string>& args, const std::string& workDir,
                std::vector<std::pair<std::string, std::string>> environment = {})
     {
-        environment.emplace_back("HOSTCAPTURE_SYSROOT", m_Sysroot.Path());
+        return RunOn(m_Sysroot.Path(), args, workDir, std::move(environment));
+    }
+    // The same on a system root of the test's own.
+    static Result RunOn(const std::string& sysroot, const std::vector<std::string>& args,
+                        const std::string& workDir,
+                        std::vector<std::pair<std::string, std::string>> environment = {})
+    {
+        environment.emplace_back("HOSTCAPTURE_SYSROOT", sysroot);
         StartedProgram program(HOSTCAPTURE_EXECUTABLE, args, workDir, environment);
         Result result;
         if (program.Wait(kRunLimitMs))
