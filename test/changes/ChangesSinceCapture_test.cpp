@@ -1,7 +1,6 @@
 #include "GeneratedPages.h"
 
 #include <rapidjson/document.h>
-#include <rapidjson/schema.h>
 
 #include <gtest/gtest.h>
 
@@ -159,26 +158,12 @@ TEST(ChangesSinceCapture, IdenticalCapturesAndAnotherServer)
     EXPECT_EQ(json["changes"]["new_events"].Size(), 0u);
 
     // The healthy profile is another server (serial YM1H000001): no list of differences.
-    for (bool asJson : {false, true})
-    {
-        std::vector<std::string> args = {"--compare", GeneratedPages::Page("healthy"), After()};
-        if (asJson)
-            args.insert(args.end(), {"--json", "-"});
-        ProgramRun other = Summary(args, dir.Path());
-        EXPECT_EQ(other.exitStatus, 1);
-        if (!asJson)
-        {
-            EXPECT_NE(other.output.find("another server: serial number YM4K002137"), std::string::npos)
-                << other.output;
-            EXPECT_NE(other.output.find("has YM1H000001; not compared"), std::string::npos);
-            EXPECT_EQ(other.output.find("BIOS"), std::string::npos) << other.output;
-            continue;
-        }
-        rapidjson::Document o = Json(other.output);
-        EXPECT_TRUE(o["changes"]["other_host"].GetBool());
-        EXPECT_EQ(o["changes"]["items"].Size(), 0u);
-        EXPECT_EQ(o["changes"]["new_events"].Size(), 0u);
-    }
+    ProgramRun other = Summary({"--compare", GeneratedPages::Page("healthy"), After()}, dir.Path());
+    EXPECT_EQ(other.exitStatus, 1);
+    EXPECT_NE(other.output.find("another server: serial number YM4K002137"), std::string::npos)
+        << other.output;
+    EXPECT_NE(other.output.find("has YM1H000001; not compared"), std::string::npos);
+    EXPECT_EQ(other.output.find("BIOS"), std::string::npos) << other.output;
 
     TempDir empty;
     ProgramRun unreadable = Summary({"--compare", empty.Write("x.html", "not a page"), After()}, dir.Path());
@@ -239,11 +224,7 @@ TEST(ChangesSinceCapture, FolderSummaryComparesEachHostWithItsCaptureBefore)
         EXPECT_EQ(totals["by_kind"]["member_worse"].GetInt(), 2);
         EXPECT_EQ(totals["new_events_by_severity"]["Critical"].GetInt(), 10);
 
-        rapidjson::Document schemaDocument;
-        schemaDocument.Parse(ReadFile(FLEET_SCHEMA).c_str());
-        rapidjson::SchemaDocument schema(schemaDocument);
-        rapidjson::SchemaValidator validator(schema);
-        EXPECT_TRUE(json.Accept(validator)) << validator.GetInvalidSchemaKeyword();
+        EXPECT_EQ(GeneratedPages::SchemaFailure(json), "");
 
         // The metrics carry the counts of the newest page of each host.
         std::string metrics = ReadFile(out + "/fleet.prom");

@@ -8,6 +8,9 @@
 #include "TestEnv.h"
 
 #include <gtest/gtest.h>
+#include <rapidjson/document.h>
+#include <rapidjson/schema.h>
+#include <rapidjson/stringbuffer.h>
 
 #include <map>
 #include <string>
@@ -57,6 +60,23 @@ inline std::string Page(const std::string& profile)
                                               Folder().File("pages/" + profile + ".html"), Folder().Path()))
                     .first;
     return known->second;
+}
+
+// Why json does not follow the fleet export's schema; empty when it does.
+inline std::string SchemaFailure(const rapidjson::Document& json)
+{
+    rapidjson::Document schemaDocument;
+    schemaDocument.Parse(ReadFile(FLEET_SCHEMA).c_str());
+    if (schemaDocument.HasParseError())
+        return "the schema is not JSON";
+    rapidjson::SchemaDocument schema(schemaDocument);
+    rapidjson::SchemaValidator validator(schema);
+    if (json.Accept(validator))
+        return {};
+    rapidjson::StringBuffer where;
+    validator.GetInvalidDocumentPointer().StringifyUriFragment(where);
+    return std::string("invalid at ") + where.GetString() + ", keyword " +
+           validator.GetInvalidSchemaKeyword();
 }
 
 inline ProgramRun Summary(const std::vector<std::string>& args, const std::string& dir)
