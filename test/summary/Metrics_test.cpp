@@ -177,24 +177,18 @@ TEST(SummaryMetrics, EverySectionMemberAndReadingOfThePageHasItsSeries)
     }
 }
 
+// Readings the page shows in other units, and what only the metrics count; every other value is
+// the page's own, which the test above compares.
 TEST(SummaryMetrics, DemoServerValuesInBaseUnits)
 {
     auto series = Series(MetricsOf({Demo()}));
     const std::string host = "host=\"rack07-node3.example.net\",";
     const std::pair<std::string, std::string> cases[] = {
         {"hostcapture_page_readable{host=\"rack07-node3.example.net\"}", "1"},
-        {"hostcapture_temperature_celsius{" + host + "section=\"Temperature\",member=\"CPU2\"}", "83"},
-        {"hostcapture_member_state{" + host +
-             "group=\"Environment\",section=\"Temperature\",member=\"CPU2\"}",
-         "1"},
-        {"hostcapture_fan_speed_rpm{" + host + "section=\"Cooling Devices\",member=\"FAN3 SYS\"}", "1210"},
-        {"hostcapture_voltage_minimum_volts{" + host + "section=\"Voltages\",member=\"MAIN 5V\"}", "4.6"},
         {"hostcapture_size_bytes{" + host + "section=\"Memory Modules\",member=\"DIMM-1A\"}", "34359738368"},
         {"hostcapture_processor_frequency_hertz{" + host + "section=\"System Processors\",member=\"CPU1\"}",
          "2900000000"},
-        {"hostcapture_power_supply_watts{" + host + "section=\"Power Supply Units\",member=\"PSU1\"}", "214"},
         {"hostcapture_event_log_entries{" + host + "severity=\"critical\"}", "60"},
-        {"hostcapture_group_state{" + host + "group=\"Environment\"}", "1"},
     };
     for (const auto& c : cases)
     {
