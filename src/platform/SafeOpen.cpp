@@ -23,43 +23,46 @@ int Blocking(int fd)
         return Refuse(fd, errno);
     return fd;
 }
+
+// Keeps fd only when fstat shows a regular file and, for files we write, one with one name that
+// belongs to us; O_NONBLOCK is then dropped again.
+int Checked(int fd, bool ownFile)
+{
+    if (fd < 0)
+        return -1;
+    struct stat status
+    {
+    };
+    if (fstat(fd, &status) != 0)
+        return Refuse(fd, errno);
+    if (!S_ISREG(status.st_mode))
+        return Refuse(fd, EINVAL);
+    if (ownFile && status.st_nlink != 1)
+        return Refuse(fd, EMLINK);
+    if (ownFile && status.st_uid != geteuid())
+        return Refuse(fd, EPERM);
+    return Blocking(fd);
+}
 } // namespace
 
 namespace SafeOpen
 {
 int ForReading(const std::string& path, bool followLinks)
 {
-    const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | (followLinks ? 0 : O_NOFOLLOW));
-    if (fd < 0)
-        return -1;
-    struct stat status
-    {
-    };
-    if (fstat(fd, &status) != 0)
-        return Refuse(fd, errno);
-    if (!S_ISREG(status.st_mode))
-        return Refuse(fd, EINVAL);
-    return Blocking(fd);
+    return ForReadingAt(AT_FDCWD, path, followLinks);
+}
+
+int ForReadingAt(int folderFd, const std::string& path, bool followLinks)
+{
+    const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (followLinks ? 0 : O_NOFOLLOW);
+    return Checked(openat(folderFd, path.c_str(), flags), false);
 }
 
 int ForWriting(int folderFd, const std::string& path, mode_t mode, bool exclusive)
 {
-    const int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (exclusive ? O_EXCL : 0);
-    const int fd = openat(folderFd, path.c_str(), flags, mode);
-    if (fd < 0)
-        return -1;
-    struct stat status
-    {
-    };
-    if (fstat(fd, &status) != 0)
-        return Refuse(fd, errno);
-    if (!S_ISREG(status.st_mode))
-        return Refuse(fd, EINVAL);
-    if (status.st_nlink != 1)
-        return Refuse(fd, EMLINK);
-    if (status.st_uid != geteuid())
-        return Refuse(fd, EPERM);
-    return Blocking(fd);
+    const int flags =
+        O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (exclusive ? O_EXCL : 0);
+    return Checked(openat(folderFd, path.c_str(), flags, mode), true);
 }
 
 std::string FolderConcern(const struct stat& folder)

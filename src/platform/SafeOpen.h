@@ -17,6 +17,8 @@ namespace SafeOpen
 // Reads a regular file. Links are followed only when followLinks is true (files in folders that
 // only root writes); the open never waits for a writer, as it would on a FIFO.
 int ForReading(const std::string& path, bool followLinks);
+// The same for a name relative to the folder descriptor (AT_FDCWD for the current folder).
+int ForReadingAt(int folderFd, const std::string& path, bool followLinks);
 
 // Opens or creates (mode, before the umask) a file to write, relative to the folder descriptor
 // (AT_FDCWD for the current folder). The final name is never followed if it is a link; an existing

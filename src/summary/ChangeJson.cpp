@@ -2,6 +2,9 @@
 
 #include "Utf8.h"
 
+#include <initializer_list>
+#include <utility>
+
 namespace
 {
 void String(ChangeJson::Writer& w, const std::string& text)
@@ -17,6 +20,13 @@ void Member(ChangeJson::Writer& w, const char* key, const std::string& text)
     String(w, text);
 }
 
+// Text members in the order given.
+void Members(ChangeJson::Writer& w, std::initializer_list<std::pair<const char*, const std::string*>> members)
+{
+    for (const auto& member : members)
+        Member(w, member.first, *member.second);
+}
+
 void Items(ChangeJson::Writer& w, const HostChanges& changes)
 {
     w.StartArray();
@@ -29,11 +39,11 @@ void Items(ChangeJson::Writer& w, const HostChanges& changes)
         w.String(HostStatusRules::Name(c.Weight));
         w.Key("worse");
         w.Bool(ChangeRules::IsWorse(c));
-        Member(w, "where", c.Where);
-        Member(w, "what", c.What);
-        Member(w, "before", c.Before);
-        Member(w, "after", c.After);
-        Member(w, "note", c.Note);
+        Members(w, {{"where", &c.Where},
+                    {"what", &c.What},
+                    {"before", &c.Before},
+                    {"after", &c.After},
+                    {"note", &c.Note}});
         w.EndObject();
     }
     w.EndArray();
@@ -52,10 +62,10 @@ void Events(ChangeJson::Writer& w, const HostChanges& changes)
         w.Key("name");
         w.String(HostStatusRules::NameOfReportStatus(e.Status));
         w.EndObject();
-        Member(w, "severity", e.Severity);
-        Member(w, "error_code", e.Code);
-        Member(w, "timestamp", e.Timestamp);
-        Member(w, "message", e.Message);
+        Members(w, {{"severity", &e.Severity},
+                    {"error_code", &e.Code},
+                    {"timestamp", &e.Timestamp},
+                    {"message", &e.Message}});
         w.EndObject();
     }
     w.EndArray();
@@ -72,10 +82,10 @@ void Write(Writer& w, const HostChanges& changes)
     Member(w, "reason", changes.Reason);
     w.Key("other_host");
     w.Bool(changes.OtherHost);
-    Member(w, "older_file", changes.OlderFile);
-    Member(w, "older_time_stamp", changes.OlderTimeStamp);
-    Member(w, "older_serial_number", changes.OlderSerial);
-    Member(w, "newer_serial_number", changes.NewerSerial);
+    Members(w, {{"older_file", &changes.OlderFile},
+                {"older_time_stamp", &changes.OlderTimeStamp},
+                {"older_serial_number", &changes.OlderSerial},
+                {"newer_serial_number", &changes.NewerSerial}});
     w.Key("any_worse");
     w.Bool(changes.AnyWorse());
     w.Key("worst");

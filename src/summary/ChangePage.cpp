@@ -3,7 +3,12 @@
 #include "ChangeText.h"
 #include "FleetOverview.h"
 #include "HtmlEscape.h"
-#include "PrivateFile.h"
+#include "OutputFile.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <sys/stat.h>
 
 namespace
 {
@@ -94,6 +99,13 @@ std::string Render(const HostChanges& changes, const std::string& hostName, cons
 bool Write(const HostChanges& changes, const std::string& hostName, const std::string& outputPath,
            std::string& error)
 {
-    return PrivateFile::Write(outputPath, Render(changes, hostName, outputPath), error);
+    // The first change page of a run makes the "-changes" folder; only the caller may look in.
+    std::string folder = std::filesystem::path(outputPath).parent_path().string();
+    if (!folder.empty() && mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+    {
+        error = folder + ": " + std::strerror(errno);
+        return false;
+    }
+    return OutputFile::WriteText(outputPath, Render(changes, hostName, outputPath), error);
 }
 } // namespace ChangePage

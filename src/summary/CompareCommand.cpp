@@ -2,39 +2,18 @@
 
 #include "ChangeJson.h"
 #include "ChangeText.h"
+#include "OutputFile.h"
 #include "PageReader.h"
-#include "SafeOpen.h"
 #include "TerminalText.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
 {
 const int kExitTrouble = 3;
-
-// The JSON goes to a file only the caller can read: it holds serial numbers and addresses.
-FILE* OpenJson(const std::string& path)
-{
-    if (path == "-")
-        return stdout;
-    int fd = SafeOpen::ForWriting(AT_FDCWD, path, 0600, false);
-    if (fd < 0)
-        return nullptr;
-    if (ftruncate(fd, 0) != 0 || fchmod(fd, 0600) != 0)
-    {
-        close(fd);
-        return nullptr;
-    }
-    FILE* file = fdopen(fd, "wb");
-    if (!file)
-        close(fd);
-    return file;
-}
 } // namespace
 
 namespace CompareCommand
@@ -58,13 +37,34 @@ int Run(const std::string& older, const std::string& newer, const std::string& j
         fputs(ChangeText::Report(changes).c_str(), stdout);
     else
     {
-        FILE* out = OpenJson(jsonPath);
+        // The JSON holds serial numbers and addresses: a file goes out as a private OutputFile.
+        OutputFile target;
+        FILE* out = stdout;
+        if (jsonPath != "-")
+        {
+            if (!target.Create(jsonPath))
+            {
+                TerminalText::Complain(target.Error());
+                return kExitTrouble;
+            }
+            const int fd = target.Release();
+            out = fdopen(fd, "wb");
+            if (!out)
+                close(fd);
+        }
+        errno = 0;
         bool ok = out && ChangeJson::WriteDocument(changes, out);
+        const int writeError = errno;
         if (out && out != stdout)
             ok = fclose(out) == 0 && ok;
+        if (jsonPath != "-")
+            ok = target.Commit(ok) && ok;
         if (!ok)
         {
-            TerminalText::Complain(jsonPath + ": " + (errno ? std::strerror(errno) : "cannot be written"));
+            TerminalText::Complain(writeError || target.Error().empty()
+                                       ? jsonPath + ": " +
+                                             (writeError ? std::strerror(writeError) : "cannot be written")
+                                       : target.Error());
             return kExitTrouble;
         }
     }

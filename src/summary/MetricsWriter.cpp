@@ -1,14 +1,10 @@
 #include "MetricsWriter.h"
 
+#include "OutputFile.h"
 #include "Utf8.h"
 
-#include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace
 {
@@ -23,29 +19,6 @@ std::string Bounded(const std::string& text, size_t max)
     while (keep > 0 && (static_cast<unsigned char>(text[keep]) & 0xC0) == 0x80)
         --keep;
     return text.substr(0, keep) + kCutMark;
-}
-
-bool WriteAll(int fd, const std::string& text)
-{
-    size_t done = 0;
-    while (done < text.size())
-    {
-        ssize_t n = write(fd, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        done += static_cast<size_t>(n);
-    }
-    return true;
-}
-
-std::string Folder(const std::string& path)
-{
-    size_t slash = path.rfind('/');
-    if (slash == std::string::npos)
-        return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
 }
 } // namespace
 
@@ -108,37 +81,13 @@ std::string MetricsWriter::Text() const
 
 bool MetricsWriter::WriteFile(const std::string& path, std::string& error) const
 {
-    const std::string text = Text();
-    size_t slash = path.rfind('/');
-    std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-    // A name with a leading dot and no ".prom" ending: the textfile collector never reads it.
-    std::string temp = Folder(path) + "/." + name + ".XXXXXX";
-    int fd = mkostemp(&temp[0], O_CLOEXEC);
-    if (fd < 0)
+    // Readable by all (the collector runs as its own user; metrics name no serial numbers), and
+    // on disk before the rename, so that the collector never reads half a file after a crash.
+    OutputFile out;
+    if (!out.Create(path, 0644, OutputFile::Durability::Synced) || !out.Write(Text()) || !out.Commit())
     {
-        error = path + ": cannot be created: " + std::strerror(errno);
+        error = out.Error();
         return false;
-    }
-    bool ok = WriteAll(fd, text) && fchmod(fd, 0644) == 0 && fsync(fd) == 0;
-    int saved = errno;
-    ok = close(fd) == 0 && ok;
-    if (ok && rename(temp.c_str(), path.c_str()) != 0)
-    {
-        saved = errno;
-        ok = false;
-    }
-    if (!ok)
-    {
-        unlink(temp.c_str());
-        error = path + ": cannot be written: " + std::strerror(saved);
-        return false;
-    }
-    // The rename itself lasts across a crash only once the folder is on disk too.
-    int dir = open(Folder(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dir >= 0)
-    {
-        fsync(dir);
-        close(dir);
     }
     return true;
 }

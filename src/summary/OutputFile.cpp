@@ -1,5 +1,8 @@
 #include "OutputFile.h"
 
+#include "ReadFully.h"
+#include "SafeOpen.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -8,6 +11,28 @@
 #include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
+
+namespace
+{
+// True when path is already a private file of ours holding exactly text.
+bool AlreadyHolds(const std::string& path, const std::string& text)
+{
+    int fd = SafeOpen::ForReading(path, false);
+    if (fd < 0)
+        return false;
+    struct stat st;
+    bool same = fstat(fd, &st) == 0 && st.st_uid == geteuid() && st.st_nlink == 1 &&
+                (st.st_mode & 07777) == 0600 && static_cast<size_t>(st.st_size) == text.size() &&
+                !text.empty();
+    if (same)
+    {
+        std::string present(text.size(), '\0');
+        same = ReadFully(fd, &present[0], present.size()) == present.size() && present == text;
+    }
+    close(fd);
+    return same;
+}
+} // namespace
 
 OutputFile::~OutputFile()
 {
@@ -24,30 +49,40 @@ void OutputFile::Discard()
     m_Temporary.clear();
 }
 
-bool OutputFile::Create(const std::string& path)
+bool OutputFile::Create(const std::string& path, mode_t mode, Durability durability)
 {
     Discard();
     m_Path = path;
+    m_Mode = mode;
+    m_Durability = durability;
     m_Failed = false;
+    m_Error.clear();
     std::filesystem::path target(path);
-    std::string folder = target.parent_path().empty() ? "." : target.parent_path().string();
+    m_Folder = target.parent_path().empty() ? "." : target.parent_path().string();
     struct stat st;
-    if (stat(folder.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
+    if (stat(m_Folder.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
     {
-        m_Error = path + ": the folder " + folder + " does not exist";
+        m_Error = path + ": the folder " + m_Folder + " does not exist";
         return false;
     }
-    std::string temporary = folder + "/." + target.filename().string() + ".XXXXXX";
+    // A leading dot and an added ending: nothing that picks files up by name (a metrics
+    // collector, a web server's index) takes the unfinished file for the real one.
+    std::string temporary = m_Folder + "/." + target.filename().string() + ".XXXXXX";
     int fd = mkostemp(&temporary[0], O_CLOEXEC);
     if (fd < 0)
     {
         m_Error = path + ": " + std::strerror(errno);
         return false;
     }
-    // mkostemp creates 0600 already; fchmod keeps that true whatever the umask was.
-    fchmod(fd, 0600);
     m_Fd = fd;
     m_Temporary = temporary;
+    // mkostemp creates 0600; fchmod sets the mode asked for whatever the umask was.
+    if (fchmod(fd, mode) != 0)
+    {
+        m_Error = path + ": " + std::strerror(errno);
+        Discard();
+        return false;
+    }
     return true;
 }
 
@@ -76,6 +111,17 @@ int OutputFile::Release()
     return fd;
 }
 
+// The rename itself lasts across a crash only once the folder is on disk too.
+bool OutputFile::SyncFolder()
+{
+    int dir = open(m_Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir < 0)
+        return false;
+    bool ok = fsync(dir) == 0;
+    close(dir);
+    return ok;
+}
+
 bool OutputFile::Commit(bool ok)
 {
     if (m_Temporary.empty())
@@ -83,6 +129,11 @@ bool OutputFile::Commit(bool ok)
     ok = ok && !m_Failed;
     if (m_Fd >= 0)
     {
+        if (ok && m_Durability == Durability::Synced && fsync(m_Fd) != 0)
+        {
+            m_Error = m_Path + ": " + std::strerror(errno);
+            ok = false;
+        }
         if (close(m_Fd) != 0 && ok)
         {
             m_Error = m_Path + ": " + std::strerror(errno);
@@ -96,9 +147,27 @@ bool OutputFile::Commit(bool ok)
         ok = false;
     }
     if (ok)
+    {
         m_Temporary.clear();
+        // The file is in place either way; a folder that cannot be synced only weakens the promise.
+        if (m_Durability == Durability::Synced)
+            SyncFolder();
+    }
     else if (m_Error.empty())
         m_Error = m_Path + ": could not be written completely";
     Discard();
     return ok;
+}
+
+bool OutputFile::WriteText(const std::string& path, const std::string& text, std::string& error)
+{
+    if (AlreadyHolds(path, text))
+        return true;
+    OutputFile out;
+    if (!out.Create(path) || !out.Write(text) || !out.Commit())
+    {
+        error = out.Error();
+        return false;
+    }
+    return true;
 }

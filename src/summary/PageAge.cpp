@@ -5,12 +5,13 @@
 
 namespace
 {
-bool Digits(const std::string& text, size_t at, size_t count)
+// True when text has the shape of pattern: '9' stands for any digit, anything else for itself.
+bool Shaped(const std::string& text, const std::string& pattern)
 {
-    if (at + count > text.size())
+    if (text.size() != pattern.size())
         return false;
-    for (size_t i = at; i < at + count; ++i)
-        if (!std::isdigit(static_cast<unsigned char>(text[i])))
+    for (size_t i = 0; i < text.size(); ++i)
+        if (pattern[i] == '9' ? !std::isdigit(static_cast<unsigned char>(text[i])) : text[i] != pattern[i])
             return false;
     return true;
 }
@@ -26,18 +27,25 @@ bool Plausible(const struct tm& t)
            t.tm_min < 60 && t.tm_sec < 61 && t.tm_year >= 70;
 }
 
+// Year, month, day, hour, minute and second from the digits at the given offsets.
+struct tm Fields(const std::string& text, const size_t (&at)[6])
+{
+    struct tm t = {};
+    t.tm_year = Number(text, at[0], 4) - 1900;
+    t.tm_mon = Number(text, at[1], 2) - 1;
+    t.tm_mday = Number(text, at[2], 2);
+    t.tm_hour = Number(text, at[3], 2);
+    t.tm_min = Number(text, at[4], 2);
+    t.tm_sec = Number(text, at[5], 2);
+    return t;
+}
+
 // "YYYYMMDDTHHMMSSZ" at the start of a file name, as the playbook writes it.
 bool StampOfName(const std::string& name, time_t& when)
 {
-    if (!Digits(name, 0, 8) || name.size() < 16 || name[8] != 'T' || !Digits(name, 9, 6) || name[15] != 'Z')
+    if (!Shaped(name.substr(0, 16), "99999999T999999Z"))
         return false;
-    struct tm t = {};
-    t.tm_year = Number(name, 0, 4) - 1900;
-    t.tm_mon = Number(name, 4, 2) - 1;
-    t.tm_mday = Number(name, 6, 2);
-    t.tm_hour = Number(name, 9, 2);
-    t.tm_min = Number(name, 11, 2);
-    t.tm_sec = Number(name, 13, 2);
+    struct tm t = Fields(name, {0, 4, 6, 9, 11, 13});
     if (!Plausible(t))
         return false;
     when = timegm(&t);
@@ -47,17 +55,9 @@ bool StampOfName(const std::string& name, time_t& when)
 // "YYYY-MM-DD hh:mm:ss", the page's date line, in local time.
 bool StampOfDateLine(const std::string& line, time_t& when)
 {
-    if (line.size() != 19 || !Digits(line, 0, 4) || line[4] != '-' || !Digits(line, 5, 2) || line[7] != '-' ||
-        !Digits(line, 8, 2) || line[10] != ' ' || !Digits(line, 11, 2) || line[13] != ':' ||
-        !Digits(line, 14, 2) || line[16] != ':' || !Digits(line, 17, 2))
+    if (!Shaped(line, "9999-99-99 99:99:99"))
         return false;
-    struct tm t = {};
-    t.tm_year = Number(line, 0, 4) - 1900;
-    t.tm_mon = Number(line, 5, 2) - 1;
-    t.tm_mday = Number(line, 8, 2);
-    t.tm_hour = Number(line, 11, 2);
-    t.tm_min = Number(line, 14, 2);
-    t.tm_sec = Number(line, 17, 2);
+    struct tm t = Fields(line, {0, 5, 8, 11, 14, 17});
     t.tm_isdst = -1;
     if (!Plausible(t))
         return false;
@@ -90,7 +90,8 @@ Age Of(const std::string& fileName, const std::string& dateLine, time_t modified
 bool ParseDuration(const std::string& text, long long& seconds)
 {
     static const long long kLimit = 100LL * 366 * 86400;
-    if (text.size() < 2 || text.size() > 12 || !Digits(text, 0, text.size() - 1))
+    if (text.size() < 2 || text.size() > 12 ||
+        !Shaped(text.substr(0, text.size() - 1), std::string(text.size() - 1, '9')))
         return false;
     long long unit = 0;
     switch (text.back())

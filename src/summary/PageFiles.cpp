@@ -2,6 +2,7 @@
 
 #include "PageReader.h"
 #include "ReadFully.h"
+#include "SafeOpen.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -24,7 +25,7 @@ bool IsForeignHtml(const fs::path& path)
 {
     if (path.extension() != ".html")
         return false;
-    int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY);
+    int fd = SafeOpen::ForReading(path.string(), false);
     if (fd < 0)
         return false; // reading it later says why
     std::string opening(PageReader::PageOpening().size(), '\0');

@@ -2,6 +2,7 @@
 
 #include "ReadFully.h"
 #include "ReportTemplate.h"
+#include "SafeOpen.h"
 #include "TerminalText.h"
 
 #include <libxml/HTMLparser.h>
@@ -378,16 +379,16 @@ bool ReadFile(const std::string& path, HostPage& page, std::string* keep, bool f
 {
     page.File = path;
     page.Modified = 0;
-    // O_NONBLOCK: opening a FIFO or a terminal must not wait; fstat then refuses it.
-    int flags = O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | (followLinks ? 0 : O_NOFOLLOW);
-    int fd = open(path.c_str(), flags);
+    // Opening a FIFO or a terminal must not wait: SafeOpen refuses anything but a regular file.
+    int fd = SafeOpen::ForReading(path, followLinks);
     if (fd < 0)
-        return Fail(page, std::string("cannot be opened: ") + std::strerror(errno));
+        return Fail(page, errno == EINVAL ? std::string("not a regular file, not read")
+                                          : std::string("cannot be opened: ") + std::strerror(errno));
     struct stat st;
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
+    if (fstat(fd, &st) != 0)
     {
         close(fd);
-        return Fail(page, "not a regular file, not read");
+        return Fail(page, std::string("cannot be opened: ") + std::strerror(errno));
     }
     page.Modified = st.st_mtime;
     if (static_cast<unsigned long long>(st.st_size) > kMaxPageBytes)

@@ -1,6 +1,7 @@
 #include "RedactedCopies.h"
 
 #include "ReadFully.h"
+#include "SafeOpen.h"
 
 #include <cerrno>
 #include <cstring>
@@ -107,7 +108,7 @@ bool RedactedCopies::Write(const std::string& relative, const std::string& host,
     int fd = -1;
     for (const std::string& choice : choices)
     {
-        fd = openat(folder, choice.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        fd = SafeOpen::ForWriting(folder, choice, 0600, true);
         if (fd >= 0)
         {
             parts.back() = choice;
@@ -140,10 +141,10 @@ bool RedactedCopies::Read(const std::string& written, std::string& bytes, std::s
     int folder = parts.empty() ? -1 : OpenParent(parts, false, error);
     if (folder < 0)
         return false;
-    int fd = openat(folder, parts.back().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    int fd = SafeOpen::ForReadingAt(folder, parts.back(), false);
     close(folder);
     struct stat st;
-    if (fd < 0 || fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
+    if (fd < 0 || fstat(fd, &st) != 0)
     {
         error = m_Folder + "/" + written + ": cannot be read back";
         if (fd >= 0)

@@ -3,6 +3,7 @@
 #include "HtmlEscape.h"
 #include "OutputFile.h"
 #include "ReadFully.h"
+#include "SafeOpen.h"
 
 #include <rapidjson/document.h>
 #include <rapidjson/prettywriter.h>
@@ -88,16 +89,16 @@ const RedactionKey::Token* RedactionKey::Find(const std::string& kind, const std
 
 bool RedactionKey::Load(const std::string& path, std::string& error)
 {
-    int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
+    int fd = SafeOpen::ForReading(path, false);
+    if (fd < 0 && errno == ENOENT)
+        return true;
+    if (fd < 0 && errno != EINVAL)
     {
-        if (errno == ENOENT)
-            return true;
         error = path + ": " + std::strerror(errno);
         return false;
     }
     struct stat st;
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > (64 << 20))
+    if (fd < 0 || fstat(fd, &st) != 0 || st.st_size > (64 << 20))
     {
         close(fd);
         error = path + ": not a redaction key (not a regular file, or too large)";

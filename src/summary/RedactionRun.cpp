@@ -2,6 +2,7 @@
 
 #include "ReadFully.h"
 #include "RedactionCheck.h"
+#include "SafeOpen.h"
 #include "TerminalText.h"
 
 #include <cerrno>
@@ -151,10 +152,10 @@ bool RedactionRun::Restore(const std::string& keyPath, const std::string& file, 
     }
     if (!key.Load(keyPath, error))
         return false;
-    int fd = open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (fd < 0 || fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
+    int fd = SafeOpen::ForReading(file, true);
+    if (fd < 0 || fstat(fd, &st) != 0)
     {
-        error = file + ": " + (fd < 0 ? std::strerror(errno) : "not a regular file");
+        error = file + ": " + (fd < 0 && errno == EINVAL ? "not a regular file" : std::strerror(errno));
         if (fd >= 0)
             close(fd);
         return false;
