@@ -10,18 +10,25 @@
 #include <chrono>
 #include <cstdlib>
 
-namespace
+void RedirectStreamTo(const std::string& path, int stream)
 {
-void RedirectTo(const std::string& path, int target)
-{
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (fd >= 0)
     {
-        dup2(fd, target);
+        dup2(fd, stream);
         close(fd);
     }
 }
-} // namespace
+
+void ExecProgram(const std::string& executable, const std::vector<std::string>& args)
+{
+    std::vector<char*> argv = {const_cast<char*>(executable.c_str())};
+    for (const std::string& arg : args)
+        argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+    execv(executable.c_str(), argv.data());
+    _exit(127);
+}
 
 ProgramRun RunProgram(const std::string& executable, const std::vector<std::string>& args,
                       const std::string& workingDirectory,
@@ -41,14 +48,9 @@ ProgramRun RunProgram(const std::string& executable, const std::vector<std::stri
             _exit(126);
         for (const auto& variable : environment)
             setenv(variable.first.c_str(), variable.second.c_str(), 1);
-        RedirectTo(outputPath, STDOUT_FILENO);
-        RedirectTo(errorsPath, STDERR_FILENO);
-        std::vector<char*> argv = {const_cast<char*>(executable.c_str())};
-        for (const std::string& arg : args)
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        argv.push_back(nullptr);
-        execv(executable.c_str(), argv.data());
-        _exit(127);
+        RedirectStreamTo(outputPath, STDOUT_FILENO);
+        RedirectStreamTo(errorsPath, STDERR_FILENO);
+        ExecProgram(executable, args);
     }
     int status = 0;
     pid_t waited;

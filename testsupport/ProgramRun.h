@@ -19,3 +19,8 @@ struct ProgramRun
 ProgramRun RunProgram(const std::string& executable, const std::vector<std::string>& args,
                       const std::string& workingDirectory,
                       const std::vector<std::pair<std::string, std::string>>& environment = {});
+
+// Child-side steps shared by the ways tests start programs (between fork and exec): send one
+// standard stream to a new private file, and replace the child with the program and its arguments.
+void RedirectStreamTo(const std::string& path, int stream);
+[[noreturn]] void ExecProgram(const std::string& executable, const std::vector<std::string>& args);

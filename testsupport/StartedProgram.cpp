@@ -1,5 +1,7 @@
 #include "StartedProgram.h"
 
+#include "ProgramRun.h"
+
 #include "TestEnv.h"
 #include "Unprivileged.h"
 
@@ -11,19 +13,6 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-namespace
-{
-void RedirectTo(const std::string& path, int target)
-{
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd >= 0)
-    {
-        dup2(fd, target);
-        close(fd);
-    }
-}
-} // namespace
 
 StartedProgram::StartedProgram(const std::string& executable, const std::vector<std::string>& args,
                                const std::string& workingDirectory,
@@ -40,18 +29,13 @@ StartedProgram::StartedProgram(const std::string& executable, const std::vector<
     if (m_Pid == 0)
     {
         // The output files are opened while still root; the program itself may then give that up.
-        RedirectTo(outputPath, STDOUT_FILENO);
-        RedirectTo(errorsPath, STDERR_FILENO);
+        RedirectStreamTo(outputPath, STDOUT_FILENO);
+        RedirectStreamTo(errorsPath, STDERR_FILENO);
         if ((asNobody && !BecomeNobody()) || chdir(workingDirectory.c_str()) != 0)
             _exit(126);
         for (const auto& variable : environment)
             setenv(variable.first.c_str(), variable.second.c_str(), 1);
-        std::vector<char*> argv = {const_cast<char*>(executable.c_str())};
-        for (const std::string& arg : args)
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        argv.push_back(nullptr);
-        execv(executable.c_str(), argv.data());
-        _exit(127);
+        ExecProgram(executable, args);
     }
     if (m_Pid > 0)
         m_PidFd = static_cast<int>(syscall(SYS_pidfd_open, m_Pid, 0));
